@@ -1,0 +1,170 @@
+#include "service/Logger.h"
+
+#include <syslog.h>
+
+#include <cstdio>
+
+CLogger* g_pLogger = nullptr;
+
+namespace {
+
+// One buffer of each kind in the process; the line is used only under the logger's section.
+std::string s_line;
+char s_date[32];
+char s_time[32];
+
+int SyslogPriority(logSeverity severity) {
+    switch (severity) {
+    case LOG_SEVERITY_ERROR:
+        return LOG_ERR;
+    case LOG_SEVERITY_WARNING:
+        return LOG_WARNING;
+    default:
+        return LOG_NOTICE;
+    }
+}
+
+} // namespace
+
+CLogger::CLogger() {
+    LogMsg(LOG_SEVERITY_PROGRESS, "Logger is initialized");
+}
+
+CLogger::~CLogger() {
+    LogMsg(LOG_SEVERITY_PROGRESS, "Logger is shutting down");
+    ClearRoutes();
+}
+
+void CLogger::LogMsgV(logSeverity severity, const char* format, va_list arguments) {
+    CSectionLock lock(m_section);
+    char text[512];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    RouteMessage(severity, text);
+}
+
+void CLogger::LogMsg(logSeverity severity, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    LogMsgV(severity, format, arguments);
+    va_end(arguments);
+}
+
+void CLogger::LogMsgA(logSeverity severity, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    LogMsgV(severity, format, arguments);
+    va_end(arguments);
+}
+
+void CLogger::LogMsg(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    LogMsgV(LOG_SEVERITY_ALL, format, arguments);
+    va_end(arguments);
+}
+
+void CLogger::AddRoute(logSeverity severity, logTarget target) {
+    AddRoute(tag_STlogRoute{severity, target});
+}
+
+void CLogger::AddRoute(tag_STlogRoute route) {
+    CSectionLock lock(m_section);
+    m_routes.push_back(std::make_unique<tag_STlogRoute>(route));
+}
+
+void CLogger::ClearRoutes() {
+    CSectionLock lock(m_section);
+    m_routes.clear();
+}
+
+void CLogger::RouteMessage(logSeverity severity, char* text) {
+    CSectionLock lock(m_section);
+    if (m_routes.empty()) {
+        return;
+    }
+    FormatMessage(severity, text);
+    for (const auto& route : m_routes) {
+        const bool applies =
+            route->severity == LOG_SEVERITY_ALL || severity == LOG_SEVERITY_ALL || route->severity == severity;
+        if (!applies) {
+            continue;
+        }
+        switch (route->target) {
+        case LOG_TARGET_CONSOLE:
+            LogConsole(s_line.data());
+            break;
+        case LOG_TARGET_SYSLOG:
+            LogEvent(s_line.data(), severity);
+            break;
+        default:
+            break;
+        }
+    }
+}
+
+void CLogger::FormatMessage(logSeverity severity, char* text) {
+    CSectionLock lock(m_section);
+    s_line.clear();
+    for (const char* at = m_format; *at != '\0'; ++at) {
+        if (*at != '%') {
+            s_line += *at;
+            continue;
+        }
+        ++at;
+        switch (*at) {
+        case 'd':
+            s_line += GetDate();
+            break;
+        case 't':
+            s_line += GetTime();
+            break;
+        case 's':
+            s_line += GetSeverityName(severity);
+            break;
+        case 'm':
+            s_line += text;
+            break;
+        case '\0':
+            return;
+        default:
+            break;
+        }
+    }
+}
+
+void CLogger::LogConsole(char* text) {
+    CSectionLock lock(m_section);
+    std::printf("%s", text);
+    std::printf("\n");
+}
+
+void CLogger::LogConsole2(char* /*text*/) {
+    CSectionLock lock(m_section);
+}
+
+void CLogger::LogMsgBox(char* /*text*/) {}
+
+void CLogger::LogEvent(char* text, logSeverity severity) {
+    syslog(SyslogPriority(severity), "%s", text);
+}
+
+char* CLogger::GetDate() {
+    return s_date;
+}
+
+char* CLogger::GetTime() {
+    return s_time;
+}
+
+const char* CLogger::GetSeverityName(logSeverity severity) const {
+    switch (severity) {
+    case LOG_SEVERITY_INFO:
+        return "Info";
+    case LOG_SEVERITY_WARNING:
+        return "Warning";
+    case LOG_SEVERITY_ERROR:
+        return "Error";
+    default:
+        return "None";
+    }
+}

@@ -1,0 +1,5 @@
+#include "service/Logger.h"
+
+int main() {
+    return 0;
+}
