@@ -1,0 +1,50 @@
+#include "host/Programs.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace Host {
+
+namespace {
+
+// Empty when the executable cannot be told, so that no path is put through a tree.
+const std::string& AdaptersTree() {
+    static const std::string s_tree = [] {
+        std::error_code error;
+        const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
+        if (error) {
+            return std::string();
+        }
+        return (executable.parent_path().parent_path() / "libexec/sylvarin/adapters").string();
+    }();
+    return s_tree;
+}
+
+} // namespace
+
+std::string FindProgram(const std::string& path) {
+    if (AdaptersTree().empty() || path.empty() || path.front() != '/') {
+        return path;
+    }
+    std::string adapter = AdaptersTree() + path;
+    return access(adapter.c_str(), X_OK) == 0 ? adapter : path;
+}
+
+void ExtendSearchPath() {
+    if (AdaptersTree().empty()) {
+        return;
+    }
+    const char* current = std::getenv("PATH");
+    std::string searchPath = current != nullptr ? current : "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin";
+    for (const char* directory : {"/usr/local/bin", "/usr/local/sbin", "/usr/bin", "/usr/sbin", "/bin", "/sbin"}) {
+        const std::string adapters = AdaptersTree() + directory;
+        if (access(adapters.c_str(), X_OK) == 0) {
+            searchPath.insert(0, adapters + ':');
+        }
+    }
+    setenv("PATH", searchPath.c_str(), 1);
+}
+
+} // namespace Host
