@@ -1,0 +1,18 @@
+# shellcheck shell=sh
+# What every program of this tree needs; sourced by its path relative to $0.
+
+# The service starts these programs without any environment.
+PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin
+LC_ALL=C
+export PATH LC_ALL
+
+# warn TEXT: one line on standard error, as warnx(3) writes it.
+warn() {
+    printf '%s: %s\n' "${0##*/}" "$1" >&2
+}
+
+# die STATUS TEXT
+die() {
+    warn "$2"
+    exit "$1"
+}
