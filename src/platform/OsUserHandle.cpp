@@ -5,7 +5,10 @@
 #include "platform/OsUserAddEvent.h"
 #include "platform/OsUserEvent.h"
 #include "platform/OsUserHandleImpl.h"
+#include "platform/OsUserMutex.h"
 #include "platform/OsUserMutexLock.h"
+#include "platform/OsUserSema.h"
+#include "platform/OsUserThread.h"
 
 _OsUserHandle::_OsUserHandle() {
     pthread_mutex_init(&m_listMutex, nullptr);
@@ -43,9 +46,14 @@ bool _OsUserHandle::RemoveAdditionalEvent(_OsUserAddEvent* add) {
 
 std::int32_t OsUserCloseHandle(_OsUserHandle* handle) {
     switch (handle != nullptr ? handle->m_kind : 0) {
+    case OSUSER_KIND_THREAD:
+        return OsUserCloseThreadHandle(handle);
     case OSUSER_KIND_EVENT:
-        delete handle;
-        return 1;
+        return OsUserDeleteEvent(handle);
+    case OSUSER_KIND_MUTEX:
+        return OsUserDeleteMutex(handle);
+    case OSUSER_KIND_SEMA:
+        return OsUserDeleteSema(handle);
     default:
         errno = EINVAL;
         return 0;
@@ -54,8 +62,14 @@ std::int32_t OsUserCloseHandle(_OsUserHandle* handle) {
 
 std::uint32_t OsUserWaitForSingleObject(_OsUserHandle* handle, std::uint32_t timeout) {
     switch (handle != nullptr ? handle->m_kind : 0) {
+    case OSUSER_KIND_THREAD:
+        return OsUserWaitForThread(handle, timeout);
     case OSUSER_KIND_EVENT:
         return OsUserWaitForEvent(handle, timeout);
+    case OSUSER_KIND_MUTEX:
+        return OsUserWaitForMutex(handle, timeout);
+    case OSUSER_KIND_SEMA:
+        return OsUserWaitForSema(handle, timeout);
     default:
         errno = EINVAL;
         return OSUSER_WAIT_FAILED;

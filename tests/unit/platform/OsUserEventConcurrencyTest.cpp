@@ -23,12 +23,17 @@ void LetOthersBlock() {
 TEST(OsUserEventConcurrencyTest, OneSetReleasesAllThreadsBlockedOnAnAutoResetEvent) {
     const CHandle event(OsUserCreateEvent(nullptr, 0, 0, nullptr));
     std::array<std::uint32_t, 4> results = {};
+    std::atomic<std::size_t> arrived = 0;
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < results.size(); ++i) {
         // Both kinds of wait.
-        threads.emplace_back([&results, &event, i] {
+        threads.emplace_back([&results, &event, &arrived, i] {
+            ++arrived;
             results[i] = OsUserWaitForSingleObject(event.get(), i % 2 == 0 ? OSUSER_INFINITE : LONG_TIME);
         });
+    }
+    while (arrived < results.size()) {
+        usleep(1000);
     }
     LetOthersBlock();
     OsUserSetEvent(event.get());
