@@ -1,21 +1,16 @@
 #include "dictionary/MdpStringTable.h"
 
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <pugixml.hpp>
 
+#include "platform/OsUserSystem.h"
 #include "service/Logger.h"
 
 namespace {
 
 constexpr std::uint32_t LOAD_FAILED = 0xECA60001;
-
-std::uint32_t TickCount() {
-    using namespace std::chrono;
-    return static_cast<std::uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
-}
 
 } // namespace
 
@@ -24,7 +19,7 @@ CMdpStringTable::CMdpStringTable() {
 }
 
 void CMdpStringTable::ActivityStamp() {
-    m_lastActivity = TickCount();
+    m_lastActivity = OsUserGetTickCount();
 }
 
 void CMdpStringTable::AddString(long messageId, long languageId, const char* text) {
@@ -64,7 +59,7 @@ const char* CMdpStringTable::GetString(long messageId, long languageId) {
 
 std::uint64_t CMdpStringTable::GetInactTime() const {
     // Unsigned 32-bit arithmetic, so that the wrap of the tick count does no harm.
-    return TickCount() - m_lastActivity;
+    return OsUserGetTickCount() - m_lastActivity;
 }
 
 void CMdpStringTable::Clean() {
