@@ -3,28 +3,15 @@
 #include <syslog.h>
 
 #include <cstdio>
-#include <cstring>
 
 CLogger* g_pLogger = nullptr;
 
 namespace {
 
-// One buffer of each kind in the process, used only under the logger's section. The line has room for the longest name
-// and the whole text.
-char s_line[1024];
+// One buffer of each kind in the process; the line is used only under the logger's section.
+std::string s_line;
 char s_date[32];
 char s_time[32];
-
-// Adds a text, or one character, to the line as far as it has room.
-void AppendToLine(const char* text) {
-    const std::size_t length = std::strlen(s_line);
-    std::snprintf(s_line + length, sizeof s_line - length, "%s", text);
-}
-
-void AppendToLine(char character) {
-    const char text[] = {character, '\0'};
-    AppendToLine(text);
-}
 
 int SyslogPriority(logSeverity severity) {
     switch (severity) {
@@ -44,10 +31,6 @@ CLogger::CLogger() {
 }
 
 CLogger::~CLogger() {
-    Shutdown();
-}
-
-void CLogger::Shutdown() {
     LogMsg(LOG_SEVERITY_PROGRESS, "Logger is shutting down");
     ClearRoutes();
 }
@@ -108,10 +91,10 @@ void CLogger::RouteMessage(logSeverity severity, char* text) {
         }
         switch (route->target) {
         case LOG_TARGET_CONSOLE:
-            LogConsole(s_line);
+            LogConsole(s_line.data());
             break;
         case LOG_TARGET_SYSLOG:
-            LogEvent(s_line, severity);
+            LogEvent(s_line.data(), severity);
             break;
         default:
             break;
@@ -121,25 +104,25 @@ void CLogger::RouteMessage(logSeverity severity, char* text) {
 
 void CLogger::FormatMessage(logSeverity severity, char* text) {
     CSectionLock lock(m_section);
-    s_line[0] = '\0';
+    s_line.clear();
     for (const char* at = m_format; *at != '\0'; ++at) {
         if (*at != '%') {
-            AppendToLine(*at);
+            s_line += *at;
             continue;
         }
         ++at;
         switch (*at) {
         case 'd':
-            AppendToLine(GetDate());
+            s_line += GetDate();
             break;
         case 't':
-            AppendToLine(GetTime());
+            s_line += GetTime();
             break;
         case 's':
-            AppendToLine(GetSeverityName(severity));
+            s_line += GetSeverityName(severity);
             break;
         case 'm':
-            AppendToLine(text);
+            s_line += text;
             break;
         case '\0':
             return;
