@@ -3,15 +3,28 @@
 #include <syslog.h>
 
 #include <cstdio>
+#include <cstring>
 
 CLogger* g_pLogger = nullptr;
 
 namespace {
 
-// One buffer of each kind in the process; the line is used only under the logger's section.
-std::string s_line;
+// One buffer of each kind in the process, used only under the logger's section. The line has room for the longest name
+// and the whole text.
+char s_line[1024];
 char s_date[32];
 char s_time[32];
+
+// Adds a text, or one character, to the line as far as it has room.
+void AppendToLine(const char* text) {
+    const std::size_t length = std::strlen(s_line);
+    std::snprintf(s_line + length, sizeof s_line - length, "%s", text);
+}
+
+void AppendToLine(char character) {
+    const char text[] = {character, '\0'};
+    AppendToLine(text);
+}
 
 int SyslogPriority(logSeverity severity) {
     switch (severity) {
@@ -31,6 +44,10 @@ CLogger::CLogger() {
 }
 
 CLogger::~CLogger() {
+    Shutdown();
+}
+
+void CLogger::Shutdown() {
     LogMsg(LOG_SEVERITY_PROGRESS, "Logger is shutting down");
     ClearRoutes();
 }
@@ -91,10 +108,10 @@ void CLogger::RouteMessage(logSeverity severity, char* text) {
         }
         switch (route->target) {
         case LOG_TARGET_CONSOLE:
-            LogConsole(s_line.data());
+            LogConsole(s_line);
             break;
         case LOG_TARGET_SYSLOG:
-            LogEvent(s_line.data(), severity);
+            LogEvent(s_line, severity);
             break;
         default:
             break;
@@ -104,25 +121,25 @@ void CLogger::RouteMessage(logSeverity severity, char* text) {
 
 void CLogger::FormatMessage(logSeverity severity, char* text) {
     CSectionLock lock(m_section);
-    s_line.clear();
+    s_line[0] = '\0';
     for (const char* at = m_format; *at != '\0'; ++at) {
         if (*at != '%') {
-            s_line += *at;
+            AppendToLine(*at);
             continue;
         }
         ++at;
         switch (*at) {
         case 'd':
-            s_line += GetDate();
+            AppendToLine(GetDate());
             break;
         case 't':
-            s_line += GetTime();
+            AppendToLine(GetTime());
             break;
         case 's':
-            s_line += GetSeverityName(severity);
+            AppendToLine(GetSeverityName(severity));
             break;
         case 'm':
-            s_line += text;
+            AppendToLine(text);
             break;
         case '\0':
             return;

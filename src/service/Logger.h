@@ -47,6 +47,8 @@ public:
     void AddRoute(logSeverity severity, logTarget target);
     void AddRoute(tag_STlogRoute route);
     void ClearRoutes();
+    // The last line; nothing is routed after it.
+    void Shutdown();
 
     void RouteMessage(logSeverity severity, char* text);
     void FormatMessage(logSeverity severity, char* text);
@@ -68,5 +70,5 @@ private:
     CSection m_section;
 };
 
-// The one logger of the process, made and ended by main.
+// The one logger of the process, made by main. It outlives main: threads that no stop waits for may still log.
 extern CLogger* g_pLogger;

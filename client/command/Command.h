@@ -1,0 +1,75 @@
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "mdp/Client.h"
+
+// The mdp command: one class a command, one table of all commands.
+
+namespace MdpCommand {
+
+// Object members stay in the order in which they were added.
+using Json = nlohmann::ordered_json;
+
+// What mdp ends with.
+enum ExitStatus : int {
+    ExitOk = 0,
+    ExitObject = 1,    // the service answered with an error code
+    ExitUsage = 2,     // the command line, or a value in it, cannot be used
+    ExitTransport = 3, // no connection, no answer, or not in time
+    ExitLocal = 4,     // a file of this side could not be read or written
+    ExitRunning = 5,   // the time for a job ran out; it goes on in the service
+};
+
+// Where a command's words go.
+struct Streams {
+    std::ostream& out;
+    std::ostream& err;
+    bool outIsTerminal = false;
+    bool errIsTerminal = false;
+};
+
+// What every command is given.
+struct Context {
+    Mdp::Client client;
+    Streams streams;
+    bool json = false;
+    std::uint32_t language = Mdp::LanguageDefault;
+    Mdp::Milliseconds jobTimeout{0}; // 0 waits for ever
+
+    // Tells a failure, on the error stream or, with --json, as an object on the output, and gives the status to end
+    // with. The subject, which may be empty, is what the failure is about.
+    int Fail(const Mdp::Error& error, const std::string& subject) const;
+    // The same for a failure that the service has no code for.
+    int Fail(ExitStatus status, const std::string& message) const;
+
+    void Print(const Json& json) const;
+};
+
+class Command {
+public:
+    virtual ~Command() = default;
+    virtual void AddOptions(CLI::App& app) = 0;
+    virtual int Run(const Context& context) = 0;
+};
+
+struct CommandRow {
+    const char* name;
+    const char* summary;
+    std::unique_ptr<Command> (*make)();
+};
+
+// All commands, in the order of the help text.
+std::span<const CommandRow> Commands();
+
+// Runs one command line, without the program's name in front, and gives the exit status.
+int RunMdp(std::vector<std::string> arguments, Streams streams);
+
+} // namespace MdpCommand

@@ -1,0 +1,48 @@
+#include "Commands.h"
+
+#include <fmt/format.h>
+
+#include "Text.h"
+
+namespace MdpCommand {
+namespace {
+
+class ModulesCommand : public Command {
+public:
+    void AddOptions(CLI::App&) override {}
+
+    int Run(const Context& context) override {
+        const Mdp::Result<std::vector<Mdp::Module>> modules = context.client.ListModules();
+        if (!modules) {
+            return context.Fail(modules.Error(), "listing the modules");
+        }
+        if (context.json) {
+            Json list = Json::array();
+            for (const Mdp::Module& module : *modules) {
+                list.push_back({{"index", IndexText(module.index)},
+                                {"slot", module.slot},
+                                {"type", module.type},
+                                {"typeName", TextJson(module.typeName)},
+                                {"name", TextJson(module.name)}});
+            }
+            context.Print(list);
+            return ExitOk;
+        }
+        Table table({"INDEX", "TYPE", "KIND", "NAME"});
+        table.AlignRight(1);
+        for (const Mdp::Module& module : *modules) {
+            table.Add({IndexText(module.index), fmt::format("{}", module.type), PrintableText(module.typeName),
+                       PrintableText(module.name)});
+        }
+        table.Print(context.streams.out);
+        return ExitOk;
+    }
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeModulesCommand() {
+    return std::make_unique<ModulesCommand>();
+}
+
+} // namespace MdpCommand

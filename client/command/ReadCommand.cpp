@@ -1,0 +1,159 @@
+#include "Commands.h"
+
+#include <ostream>
+
+#include <fmt/format.h>
+
+#include "ObjectView.h"
+#include "Text.h"
+
+namespace MdpCommand {
+namespace {
+
+class ReadCommand : public Command {
+public:
+    void AddOptions(CLI::App& app) override {
+        AddAddress(app, "INDEX[:SUB]", m_address, "what to read; without SUB all entries of the object")->required();
+        auto* complete = app.add_flag("--complete", m_complete, "read all entries in one transaction");
+        app.add_flag("--raw", m_raw, "write the bytes of the value as they are")->excludes(complete);
+    }
+
+    int Run(const Context& context) override {
+        if (m_complete) {
+            return RunComplete(context);
+        }
+        if (m_address.subIndex) {
+            return RunEntry(context, *m_address.subIndex);
+        }
+        const auto object = context.client.DescribeObject(m_address.index, context.language);
+        // An index that does not exist is refused without an answer; reading it tells why.
+        const bool unknown = !object && object.Error().kind == Mdp::ErrorKind::Closed;
+        if (unknown || m_raw || (object && object->objectCode == Mdp::ObjectVariable)) {
+            return RunEntry(context, 0);
+        }
+        if (!object) {
+            return context.Fail(object.Error(), IndexText(m_address.index));
+        }
+        const Mdp::Result<ObjectView> view = ViewObject(context.client, m_address.index, context.language);
+        if (!view) {
+            return context.Fail(view.Error(), IndexText(m_address.index));
+        }
+        return PrintObject(context, *view);
+    }
+
+private:
+    int RunEntry(const Context& context, std::uint8_t subIndex) const {
+        const Mdp::Result<Mdp::Bytes> bytes = context.client.Read(m_address.index, subIndex);
+        if (!bytes) {
+            return context.Fail(bytes.Error(), EntryText(m_address.index, subIndex));
+        }
+        if (m_raw) {
+            context.streams.out.write(reinterpret_cast<const char*>(bytes->data()),
+                                      static_cast<std::streamsize>(bytes->size()));
+            return ExitOk;
+        }
+        const auto entry = context.client.DescribeEntry(m_address.index, subIndex, context.language);
+        if (!entry) {
+            return context.Fail(entry.Error(), EntryText(m_address.index, subIndex));
+        }
+        const EntryView view{*entry, *bytes, {}};
+        if (context.json) {
+            Json json{{"index", IndexText(m_address.index)}};
+            json.update(EntryJson(view));
+            context.Print(json);
+        } else {
+            context.streams.out << ValueText(view) << '\n';
+        }
+        return ExitOk;
+    }
+
+    int RunComplete(const Context& context) const {
+        const std::uint8_t first = m_address.subIndex.value_or(0);
+        const std::string subject = EntryText(m_address.index, first) + " complete";
+        const auto complete = context.client.ReadComplete(m_address.index, first);
+        if (!complete) {
+            return context.Fail(complete.Error(), subject);
+        }
+        if (Mdp::IsError(complete->code) && complete->data.empty()) {
+            return context.Fail({Mdp::ErrorKind::Object, complete->code, 0, {}}, subject);
+        }
+        ObjectView view;
+        auto object = context.client.DescribeObject(m_address.index, context.language);
+        if (!object) {
+            return context.Fail(object.Error(), IndexText(m_address.index));
+        }
+        view.description = std::move(*object);
+        for (unsigned subIndex = first; subIndex < view.description.itemCount; ++subIndex) {
+            auto entry =
+                context.client.DescribeEntry(m_address.index, static_cast<std::uint8_t>(subIndex), context.language);
+            if (!entry) {
+                return context.Fail(entry.Error(), EntryText(m_address.index, static_cast<std::uint8_t>(subIndex)));
+            }
+            view.entries.push_back({std::move(*entry), std::nullopt, {}});
+        }
+        SplitComplete(view.entries, *complete);
+        std::erase_if(view.entries, [](const EntryView& entry) { return !entry.value; });
+        if (context.json) {
+            Json json = ObjectJson(view);
+            json["hex"] = Mdp::ToHex(complete->data);
+            if (Mdp::IsError(complete->code)) {
+                json["error"] = {{"code", fmt::format("0x{:08X}", complete->code)},
+                                 {"name", Mdp::CodeName(complete->code)},
+                                 {"text", Mdp::CodeText(complete->code)}};
+            }
+            context.Print(json);
+            return Mdp::IsError(complete->code) ? ExitObject : ExitOk;
+        }
+        if (view.entries.empty() && !complete->data.empty()) {
+            context.streams.out << "0x" << Mdp::ToHex(complete->data) << '\n';
+        } else {
+            PrintTable(context, view);
+        }
+        if (Mdp::IsError(complete->code)) {
+            return context.Fail({Mdp::ErrorKind::Object, complete->code, 0, {}}, subject);
+        }
+        return ExitOk;
+    }
+
+    static Json ObjectJson(const ObjectView& view) {
+        Json entries = Json::array();
+        for (const EntryView& entry : view.entries) {
+            entries.push_back(EntryJson(entry));
+        }
+        return {{"index", IndexText(view.description.index)},
+                {"name", TextJson(view.description.name)},
+                {"kind", Mdp::ObjectCodeName(view.description.objectCode)},
+                {"entries", entries}};
+    }
+
+    static void PrintTable(const Context& context, const ObjectView& view) {
+        Table table({"SUB", "NAME", "TYPE", "ACCESS", "VALUE"});
+        table.AlignRight(0);
+        for (const EntryView& entry : view.entries) {
+            table.Add({fmt::format("{}", entry.description.subIndex), PrintableText(entry.description.name),
+                       Mdp::TypeName(entry.description.dataType), AccessText(entry.description), ValueText(entry)});
+        }
+        table.Print(context.streams.out);
+    }
+
+    static int PrintObject(const Context& context, const ObjectView& view) {
+        if (context.json) {
+            context.Print(ObjectJson(view));
+        } else {
+            PrintTable(context, view);
+        }
+        return ExitOk;
+    }
+
+    Address m_address;
+    bool m_complete = false;
+    bool m_raw = false;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeReadCommand() {
+    return std::make_unique<ReadCommand>();
+}
+
+} // namespace MdpCommand

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Command.h"
+#include "mdp/Value.h"
+
+// Texts in and out of the command.
+
+namespace MdpCommand {
+
+// A whole number in decimal or, with "0x" in front, hexadecimal digits, up to the limit.
+std::optional<std::uint64_t> ParseNumber(std::string_view text, std::uint64_t limit);
+
+// INDEX or INDEX:SUB of a command line.
+struct Address {
+    std::uint16_t index = 0;
+    std::optional<std::uint8_t> subIndex;
+};
+
+// The index is hexadecimal with or without "0x", the sub-index decimal or with "0x" hexadecimal.
+std::optional<Address> ParseAddress(std::string_view text);
+
+// An option or positional that takes an address; a wrong one is a usage error that shows the form.
+CLI::Option* AddAddress(CLI::App& app, const std::string& name, Address& address, const std::string& description);
+
+// "0x8011" and "0x8011:2".
+std::string IndexText(std::uint16_t index);
+std::string EntryText(std::uint16_t index, std::uint8_t subIndex);
+
+// The text as it stands if a terminal can show it in one line, and quoted otherwise.
+std::string PrintableText(std::string_view text);
+
+// A number, boolean or string; null for a number that JSON lacks; an object {"hex": digits} for octets and for texts
+// that are not UTF-8.
+Json ValueJson(const Mdp::Value& value);
+Json TextJson(std::string_view text);
+
+// "rw", "r-", "-w" or "--".
+std::string AccessText(const Mdp::EntryDescription& entry);
+
+// Columns of texts, as wide as their widest cell, with two blanks between them and none at the end of a line.
+class Table {
+public:
+    explicit Table(std::vector<std::string> header) : m_rows{std::move(header)} {}
+
+    void Add(std::vector<std::string> row) { m_rows.push_back(std::move(row)); }
+
+    // Numbers look better at the right of their column.
+    void AlignRight(std::size_t column) { m_right.push_back(column); }
+
+    void Print(std::ostream& out) const;
+
+private:
+    std::vector<std::vector<std::string>> m_rows;
+    std::vector<std::size_t> m_right;
+};
+
+} // namespace MdpCommand

@@ -1,0 +1,434 @@
+#include "mdp/Client.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "Connection.h"
+#include "Wire.h"
+
+namespace Mdp {
+namespace {
+
+// The frame: a header of three 64-bit numbers (length of the frame, offset of the request, offset of the answer area),
+// then the records.
+constexpr std::size_t s_headerSize = 24;
+constexpr std::size_t s_recordHead = 18;
+
+constexpr std::uint16_t s_commandAccess = 0;
+constexpr std::uint16_t s_commandList = 1;
+constexpr std::uint16_t s_commandObject = 2;
+constexpr std::uint16_t s_commandEntry = 3;
+
+constexpr std::uint8_t s_flagComplete = 1;
+constexpr std::uint8_t s_flagService = 2;
+
+constexpr std::uint8_t s_subRequest = 1;
+constexpr std::uint8_t s_subStatus = 2;
+
+constexpr std::uint16_t s_listCounts = 0;
+constexpr std::uint16_t s_listAll = 1;
+constexpr std::uint32_t s_listCountsSize = 10;
+constexpr std::uint32_t s_largestList = 2 * 65536;
+
+// The answer of command 2 in front of the name, and of command 3 in front of its record.
+constexpr std::size_t s_objectAnswerHead = 12;
+constexpr std::size_t s_entryResultSize = 8;
+constexpr std::size_t s_valueInfoSize = 64;
+
+// Names are asked for with the first of these, and with the second if they turn out longer.
+constexpr std::array<std::uint32_t, 2> s_nameCapacities{256, 65536};
+
+constexpr std::uint16_t s_indexAddresses = 0xF020;
+constexpr std::uint16_t s_indexTypes = 0xF030;
+constexpr std::uint16_t s_indexNames = 0xF060;
+
+Bytes StartFrame(std::size_t requestSize, std::size_t answerSize, bool shared) {
+    Bytes frame;
+    const std::size_t total = s_headerSize + (shared ? std::max(requestSize, answerSize) : requestSize + answerSize);
+    frame.reserve(total);
+    Wire::Put<std::uint64_t>(frame, total);
+    Wire::Put<std::uint64_t>(frame, s_headerSize);
+    Wire::Put<std::uint64_t>(frame, shared ? s_headerSize : s_headerSize + requestSize);
+    return frame;
+}
+
+void PutRecordHead(Bytes& frame, std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags, std::size_t length) {
+    Wire::Put(frame, s_commandAccess);
+    Wire::Put(frame, index);
+    Wire::Put(frame, flags);
+    Wire::Put(frame, subIndex);
+    Wire::Put<std::uint64_t>(frame, 0);
+    Wire::Put(frame, static_cast<std::uint32_t>(length));
+}
+
+Code RecordCode(ByteView record) {
+    return Wire::Get<std::uint32_t>(record, 6);
+}
+
+Error Malformed(const char* what) {
+    return {ErrorKind::Protocol, 0, 0, std::string("malformed answer: ") + what};
+}
+
+Error ObjectError(Code code) {
+    return {ErrorKind::Object, code, 0, {}};
+}
+
+std::string EndAtNul(std::string text) {
+    return text.substr(0, text.find('\0'));
+}
+
+} // namespace
+
+std::optional<std::uint8_t> ServiceStatus::Progress() const {
+    if (!Running() || value == 255) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+Code ServiceResponse::FailureCode() const {
+    if (!status.Failed()) {
+        return OBJ_E_NOERR;
+    }
+    // Some jobs send the code as four bytes, some as eight.
+    return data.size() == 4 || data.size() == 8 ? Wire::Get<std::uint32_t>(data, 0) : OBJ_E_FAILED;
+}
+
+Client::Client(ClientOptions options) : m_options(std::move(options)) {}
+
+Result<Bytes> Client::Transact(ByteView frame) const {
+    Connection connection(m_options.timeout);
+    if (Result<void> opened = connection.Open(m_options.socketPath); !opened) {
+        return opened.Error();
+    }
+    if (Result<void> sent = connection.Send(frame); !sent) {
+        return sent.Error();
+    }
+    return connection.Receive();
+}
+
+Result<CompleteValue> Client::ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
+                                         std::uint32_t capacity) const {
+    for (;;) {
+        Bytes frame = StartFrame(s_recordHead + capacity, s_recordHead + capacity, true);
+        PutRecordHead(frame, index, subIndex, flags, capacity);
+        frame.resize(s_headerSize + s_recordHead + capacity);
+        Result<Bytes> answer = Transact(frame);
+        if (!answer) {
+            return answer.Error();
+        }
+        if (answer->size() < s_recordHead) {
+            return Malformed("a record shorter than its head");
+        }
+        const Code code = RecordCode(*answer);
+        if (code == OBJ_E_BUFFERTOOSMALL && capacity < m_options.maximumCapacity) {
+            const std::uint64_t larger = std::max<std::uint64_t>(std::uint64_t{capacity} * 8, 64);
+            capacity = static_cast<std::uint32_t>(std::min<std::uint64_t>(larger, m_options.maximumCapacity));
+            continue;
+        }
+        if (Wire::Get<std::uint32_t>(*answer, 14) != answer->size() - s_recordHead) {
+            return Malformed("the length of the value does not fit the answer");
+        }
+        answer->erase(answer->begin(), answer->begin() + s_recordHead);
+        return CompleteValue{code, std::move(*answer)};
+    }
+}
+
+Result<Bytes> Client::Read(std::uint16_t index, std::uint8_t subIndex) const {
+    Result<CompleteValue> value = ReadRecord(index, subIndex, 0, m_options.readCapacity);
+    if (!value) {
+        return value.Error();
+    }
+    if (IsError(value->code)) {
+        return ObjectError(value->code);
+    }
+    return std::move(value->data);
+}
+
+Result<CompleteValue> Client::ReadComplete(std::uint16_t index, std::uint8_t subIndex) const {
+    return ReadRecord(index, subIndex, s_flagComplete, m_options.readCapacity);
+}
+
+Result<void> Client::Write(std::uint16_t index, std::uint8_t subIndex, ByteView data) const {
+    if (data.size() > 0xFFFFFFFFU - s_headerSize - s_recordHead) {
+        return Error{ErrorKind::Argument, 0, 0, "the value does not fit into one frame"};
+    }
+    Bytes frame = StartFrame(s_recordHead + data.size(), 0, false);
+    PutRecordHead(frame, index, subIndex, 0, data.size());
+    frame.insert(frame.end(), data.begin(), data.end());
+    const Result<Bytes> answer = Transact(frame);
+    if (!answer) {
+        return answer.Error();
+    }
+    if (answer->size() != s_recordHead) {
+        return Malformed("a write is answered with 18 bytes");
+    }
+    if (const Code code = RecordCode(*answer); IsError(code)) {
+        return ObjectError(code);
+    }
+    return {};
+}
+
+Result<Bytes> Client::ListRequest(std::uint16_t listType, std::uint32_t capacity) const {
+    Bytes frame = StartFrame(s_recordHead, capacity, false);
+    Wire::Put(frame, s_commandList);
+    Wire::Put(frame, listType);
+    frame.resize(s_headerSize + s_recordHead + capacity);
+    return Transact(frame);
+}
+
+Result<ObjectCounts> Client::CountObjects() const {
+    const Result<Bytes> answer = ListRequest(s_listCounts, s_listCountsSize);
+    if (!answer) {
+        return answer.Error();
+    }
+    if (answer->size() < s_listCountsSize) {
+        return Malformed("five counts were expected");
+    }
+    const auto count = [&](std::size_t word) { return Wire::Get<std::uint16_t>(*answer, 2 * word); };
+    return ObjectCounts{count(0), count(1), count(2), count(3), count(4)};
+}
+
+Result<std::vector<std::uint16_t>> Client::ListObjects() const {
+    const Result<ObjectCounts> counts = CountObjects();
+    if (!counts) {
+        return counts.Error();
+    }
+    // A list that has grown since it was counted does not fit and is refused without an answer.
+    Result<Bytes> answer = ListRequest(s_listAll, counts->all * 2U);
+    if (!answer && answer.Error().kind == ErrorKind::Closed) {
+        answer = ListRequest(s_listAll, s_largestList);
+    }
+    if (!answer) {
+        return answer.Error();
+    }
+    if (answer->size() % 2 != 0) {
+        return Malformed("half an index in the list");
+    }
+    std::vector<std::uint16_t> indexes;
+    for (std::size_t offset = 0; offset < answer->size(); offset += 2) {
+        indexes.push_back(Wire::Get<std::uint16_t>(*answer, offset));
+    }
+    return indexes;
+}
+
+Result<ObjectDescription> Client::DescribeObject(std::uint16_t index, std::uint32_t language) const {
+    Result<Bytes> answer = Error{};
+    // A name that does not fit is refused in the same way as an index that does not exist.
+    for (const std::uint32_t capacity : s_nameCapacities) {
+        Bytes frame = StartFrame(s_recordHead, s_objectAnswerHead + capacity, false);
+        Wire::Put(frame, s_commandObject);
+        Wire::Put(frame, index);
+        Wire::Put(frame, language);
+        frame.resize(s_headerSize + s_recordHead + s_objectAnswerHead + capacity);
+        answer = Transact(frame);
+        if (answer || answer.Error().kind != ErrorKind::Closed) {
+            break;
+        }
+    }
+    if (!answer) {
+        return answer.Error();
+    }
+    if (answer->size() < s_objectAnswerHead) {
+        return Malformed("an object description shorter than its head");
+    }
+    if (const Code code = Wire::Get<std::uint32_t>(*answer, 4); IsError(code)) {
+        return ObjectError(code);
+    }
+    ObjectDescription description;
+    description.index = index;
+    description.objectCode = (*answer)[0];
+    description.dataType = Wire::Get<std::uint16_t>(*answer, 1);
+    description.itemCount = (*answer)[3];
+    description.name = EndAtNul(Wire::GetText(*answer, s_objectAnswerHead, answer->size() - s_objectAnswerHead));
+    return description;
+}
+
+Result<EntryDescription> Client::DescribeEntry(std::uint16_t index, std::uint8_t subIndex,
+                                               std::uint32_t language) const {
+    for (const std::uint32_t capacity : s_nameCapacities) {
+        const std::size_t infoSize = s_valueInfoSize + capacity;
+        Bytes frame = StartFrame(s_recordHead, s_entryResultSize + infoSize, false);
+        Wire::Put(frame, s_commandEntry);
+        Wire::Put(frame, index);
+        Wire::Put(frame, subIndex);
+        Wire::Put(frame, language);
+        frame.resize(s_headerSize + s_recordHead + s_entryResultSize);
+        Wire::Put<std::uint64_t>(frame, infoSize);
+        Wire::Put<std::uint16_t>(frame, 1); // asks for the access bits
+        frame.resize(s_headerSize + s_recordHead + s_entryResultSize + infoSize);
+        const Result<Bytes> answer = Transact(frame);
+        if (!answer) {
+            return answer.Error();
+        }
+        // The answer counts only the record's size, so the result in front of it pushes the last eight bytes out.
+        if (answer->size() < s_entryResultSize + s_valueInfoSize) {
+            return Malformed("an entry description shorter than its fixed fields");
+        }
+        if (const Code code = Wire::Get<std::uint32_t>(*answer, 0); IsError(code)) {
+            return ObjectError(code);
+        }
+        const ByteView info = ByteView(*answer).subspan(s_entryResultSize);
+        const auto nameOffset = Wire::Get<std::uint64_t>(info, 48);
+        const auto nameLength = Wire::Get<std::uint64_t>(info, 56);
+        if (nameOffset > info.size() || nameLength > info.size() - nameOffset) {
+            if (capacity != s_nameCapacities.back()) {
+                continue;
+            }
+            return Malformed("a name outside the entry description");
+        }
+        const auto access = Wire::Get<std::uint16_t>(info, 14);
+        EntryDescription description;
+        description.index = index;
+        description.subIndex = subIndex;
+        description.dataType = Wire::Get<std::uint16_t>(info, 10);
+        description.bitLength = Wire::Get<std::uint16_t>(info, 12);
+        description.readable = (access & 7U) != 0;
+        description.writable = (access & 56U) != 0;
+        description.name = EndAtNul(Wire::GetText(info, nameOffset, nameLength));
+        return description;
+    }
+    return Malformed("no entry description");
+}
+
+Result<std::vector<Module>> Client::ListModules() const {
+    // One 32-bit address and one 16-bit type an element, behind the count of two bytes.
+    const Result<CompleteValue> addresses = ReadComplete(s_indexAddresses);
+    if (!addresses) {
+        return addresses.Error();
+    }
+    const Result<CompleteValue> types = ReadComplete(s_indexTypes);
+    if (!types) {
+        return types.Error();
+    }
+    for (const Code code : {addresses->code, types->code}) {
+        if (IsError(code)) {
+            return ObjectError(code);
+        }
+    }
+    if (addresses->data.size() < 2) {
+        return Malformed("a module list without its count");
+    }
+    const std::size_t count = Wire::Get<std::uint16_t>(addresses->data, 0);
+    if (addresses->data.size() != 2 + 4 * count || types->data.size() != 2 + 2 * count) {
+        return Malformed("the module lists do not have the same length");
+    }
+    std::vector<Module> modules;
+    for (std::size_t i = 0; i < count; ++i) {
+        Module module;
+        module.slot = addresses->data[2 + 4 * i];
+        module.index = static_cast<std::uint16_t>(0x8000U + module.slot * 16U);
+        module.type = Wire::Get<std::uint16_t>(types->data, 2 + 2 * i);
+        const Result<Bytes> name = Read(s_indexNames, static_cast<std::uint8_t>(i + 1));
+        const Result<Bytes> typeName = Read(module.index, 2);
+        const Result<Bytes> ident = Read(module.index, 4);
+        for (const Result<Bytes>* part : {&name, &typeName, &ident}) {
+            // A text of no length has no data; everything else is a failure of the list.
+            if (!*part && part->Error().code != OBJ_E_NODATA) {
+                return part->Error();
+            }
+        }
+        if (name) {
+            module.name = EndAtNul(Wire::GetText(*name, 0, name->size()));
+        }
+        if (typeName) {
+            module.typeName = EndAtNul(Wire::GetText(*typeName, 0, typeName->size()));
+        }
+        if (ident && ident->size() == 4) {
+            module.ident = Wire::Get<std::uint32_t>(*ident, 0);
+        }
+        modules.push_back(std::move(module));
+    }
+    return modules;
+}
+
+Result<void> Client::StartService(std::uint16_t index, ByteView request) const {
+    // The service flag would make the service wait in whole seconds; polling from here is quicker and has no limit.
+    return Write(index, s_subRequest, request);
+}
+
+Result<ServiceStatus> Client::PollService(std::uint16_t index) const {
+    const Result<CompleteValue> value = ReadRecord(index, s_subStatus, 0, 1);
+    if (!value) {
+        return value.Error();
+    }
+    if (IsError(value->code)) {
+        return ObjectError(value->code);
+    }
+    if (value->data.size() != 1) {
+        return Malformed("a status has one byte");
+    }
+    return ServiceStatus{value->data[0]};
+}
+
+Result<ServiceResponse> Client::FetchResponse(std::uint16_t index, std::uint32_t capacity) const {
+    const std::uint32_t wanted = std::max(m_options.readCapacity, capacity > 0 ? capacity + 2 : 0);
+    Result<CompleteValue> value = ReadRecord(index, s_subRequest, s_flagService, wanted);
+    if (!value) {
+        return value.Error();
+    }
+    if (IsError(value->code)) {
+        return ObjectError(value->code);
+    }
+    if (value->data.size() < 2) {
+        return Malformed("a response without its two status bytes");
+    }
+    // The first byte is the status at the end of a job, the second that of a running one.
+    const std::uint8_t running = value->data[1];
+    ServiceResponse response{ServiceStatus{running != 0 ? running : value->data[0]}, std::move(value->data)};
+    response.data.erase(response.data.begin(), response.data.begin() + 2);
+    return response;
+}
+
+Result<ServiceResponse> Client::CallService(std::uint16_t index, ByteView request, const CallOptions& options) const {
+    using Clock = std::chrono::steady_clock;
+    using Microseconds = std::chrono::microseconds;
+    constexpr Microseconds firstPause{50};
+    constexpr Microseconds longestPause{200000};
+
+    // A finished job keeps its object for a moment longer, until its worker has ended.
+    const auto busyUntil = Clock::now() + options.busyTimeout;
+    Microseconds pause = firstPause;
+    for (;;) {
+        const Result<void> started = StartService(index, request);
+        if (started) {
+            break;
+        }
+        if (started.Error().code != OBJ_E_BUSY || Clock::now() >= busyUntil) {
+            return started.Error();
+        }
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, longestPause);
+    }
+
+    const bool limited = options.timeout.count() > 0;
+    const auto jobUntil = Clock::now() + options.timeout;
+    Client poller(m_options);
+    pause = firstPause;
+    for (;;) {
+        if (limited) {
+            const auto left = std::chrono::ceil<Milliseconds>(jobUntil - Clock::now());
+            const bool sooner = m_options.timeout.count() == 0 || left < m_options.timeout;
+            poller.m_options.timeout = sooner ? std::max(left, Milliseconds(1)) : m_options.timeout;
+        }
+        const Result<ServiceStatus> status = poller.PollService(index);
+        // A job that holds its object lets nobody read its status: no answer means that it runs.
+        if (!status && status.Error().kind != ErrorKind::Timeout) {
+            return status.Error();
+        }
+        if (status && !status->Running()) {
+            break;
+        }
+        if (status && options.progress) {
+            options.progress(*status);
+        }
+        if (limited && Clock::now() >= jobUntil) {
+            return Error{ErrorKind::Timeout, 0, 0, "the job still runs"};
+        }
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, longestPause);
+    }
+    return FetchResponse(index, options.responseCapacity);
+}
+
+} // namespace Mdp

@@ -1,0 +1,164 @@
+#include "Connection.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
+#include "Wire.h"
+
+namespace Mdp {
+namespace {
+
+// How long a full accept queue is asked again where the system tells it as a refused connection, which is also what a
+// socket file without a listener gives.
+constexpr Milliseconds s_refusedPatience{250};
+constexpr Milliseconds s_retryPause{2};
+
+Error SystemError(ErrorKind kind, int number, std::string detail) {
+    return {kind, 0, number, std::move(detail)};
+}
+
+const Error s_timedOut{ErrorKind::Timeout, 0, 0, "the service did not answer in time"};
+const Error s_closed{ErrorKind::Closed, 0, 0, "the service closed the connection without an answer"};
+
+} // namespace
+
+Connection::Connection(Milliseconds timeout) : m_limited(timeout.count() > 0), m_deadline(Clock::now() + timeout) {}
+
+Connection::~Connection() {
+    if (m_socket >= 0) {
+        close(m_socket);
+    }
+}
+
+int Connection::TimeLeft() const {
+    if (!m_limited) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<Milliseconds>(m_deadline - Clock::now()).count();
+    constexpr long long longest = 1000LL * 60 * 60;
+    return static_cast<int>(left < 0 ? 0 : (left < longest ? left : longest));
+}
+
+Result<void> Connection::WaitFor(short events) {
+    for (;;) {
+        pollfd waited{m_socket, events, 0};
+        const int ready = poll(&waited, 1, TimeLeft());
+        if (ready > 0) {
+            return {};
+        }
+        if (ready < 0 && errno != EINTR) {
+            return SystemError(ErrorKind::Transport, errno, "waiting for the service");
+        }
+        if (Expired()) {
+            return s_timedOut;
+        }
+    }
+}
+
+Result<void> Connection::Open(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof address.sun_path) {
+        return Error{ErrorKind::Argument, 0, 0,
+                     "the socket path \"" + path + "\" is not 1 to " + std::to_string(sizeof address.sun_path - 1) +
+                         " bytes long"};
+    }
+    std::memcpy(address.sun_path, path.data(), path.size());
+
+    m_socket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (m_socket < 0) {
+        return SystemError(ErrorKind::Transport, errno, "making a socket");
+    }
+    const auto refusedUntil = Clock::now() + s_refusedPatience;
+    for (;;) {
+        if (connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+            return {};
+        }
+        const int error = errno;
+        // EAGAIN: the queue of waiting connections is full at this moment.
+        const bool full = error == EAGAIN || (error == ECONNREFUSED && Clock::now() < refusedUntil);
+        if (error != EINTR && !full) {
+            return SystemError(ErrorKind::Connect, error, "connecting to \"" + path + "\"");
+        }
+        if (Expired()) {
+            return s_timedOut;
+        }
+        std::this_thread::sleep_for(s_retryPause);
+    }
+}
+
+Result<void> Connection::Send(ByteView frame) {
+    while (!frame.empty()) {
+        const ssize_t sent = send(m_socket, frame.data(), frame.size(), MSG_NOSIGNAL);
+        if (sent >= 0) {
+            frame = frame.subspan(static_cast<std::size_t>(sent));
+            continue;
+        }
+        if (errno == EPIPE || errno == ECONNRESET) {
+            return s_closed;
+        }
+        if (errno != EAGAIN && errno != EINTR) {
+            return SystemError(ErrorKind::Transport, errno, "sending the request");
+        }
+        if (Result<void> ready = WaitFor(POLLOUT); !ready) {
+            return ready;
+        }
+    }
+    return {};
+}
+
+Result<void> Connection::ReceiveExactly(std::span<std::uint8_t> buffer) {
+    const std::size_t wanted = buffer.size();
+    while (!buffer.empty()) {
+        const ssize_t got = recv(m_socket, buffer.data(), buffer.size(), 0);
+        if (got > 0) {
+            buffer = buffer.subspan(static_cast<std::size_t>(got));
+            continue;
+        }
+        if (got == 0 || errno == ECONNRESET) {
+            if (buffer.size() == wanted) {
+                return s_closed;
+            }
+            return Error{ErrorKind::Protocol, 0, 0, "the answer ends in the middle"};
+        }
+        if (errno != EAGAIN && errno != EINTR) {
+            return SystemError(ErrorKind::Transport, errno, "receiving the answer");
+        }
+        if (Result<void> ready = WaitFor(POLLIN); !ready) {
+            return ready;
+        }
+    }
+    return {};
+}
+
+Result<Bytes> Connection::Receive() {
+    std::array<std::uint8_t, 4> head{};
+    if (Result<void> got = ReceiveExactly(head); !got) {
+        return got.Error();
+    }
+    Bytes answer;
+    // A length that lies costs no memory: the buffer grows with what arrives.
+    constexpr std::size_t step = 4U << 20;
+    for (std::size_t left = Wire::Get<std::uint32_t>(head, 0); left > 0;) {
+        const std::size_t piece = left < step ? left : step;
+        const std::size_t start = answer.size();
+        answer.resize(start + piece);
+        if (Result<void> got = ReceiveExactly(std::span(answer).subspan(start)); !got) {
+            if (got.Error().kind == ErrorKind::Closed) {
+                return Error{ErrorKind::Protocol, 0, 0, "the answer ends in the middle"};
+            }
+            return got.Error();
+        }
+        left -= piece;
+    }
+    return answer;
+}
+
+} // namespace Mdp

@@ -1,0 +1,60 @@
+#include "dictionary/ModuleActivator.h"
+
+#include <ctime>
+
+namespace {
+
+constexpr std::uint64_t FILETIME_UNITS_PER_MS = 10000;
+
+// The system time as file time, units of 100 ns since 1601.
+std::uint64_t SystemFileTime() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 10000000 + static_cast<std::uint64_t>(now.tv_nsec) / 100 +
+           116444736000000000;
+}
+
+} // namespace
+
+ObjResult CModuleActivator::DoActivate() {
+    SetActivationTS();
+    return OBJ_E_NOTIMPL;
+}
+
+ObjResult CModuleActivator::DoDeactivate() {
+    return OBJ_E_NOTIMPL;
+}
+
+ObjResult CModuleActivator::Activate() {
+    CSectionLock lock(m_section);
+    ObjResult result = OBJ_E_NOERR;
+    if (!IsActive()) {
+        result = DoActivate();
+        m_active.store(!IsError(result), std::memory_order_relaxed);
+    }
+    SetActivationTS();
+    return result;
+}
+
+ObjResult CModuleActivator::Deactivate() {
+    CSectionLock lock(m_section);
+    if (!IsActive()) {
+        return OBJ_E_NOERR;
+    }
+    const ObjResult result = DoDeactivate();
+    m_active.store(IsError(result), std::memory_order_relaxed);
+    return result;
+}
+
+void CModuleActivator::SetActivationTS() {
+    CSectionLock lock(m_section);
+    m_lastActivation = SystemFileTime();
+}
+
+std::uint64_t CModuleActivator::GetMilisSinceLastActivation() {
+    CSectionLock lock(m_section);
+    if (m_lastActivation == 0) {
+        return 0;
+    }
+    return (SystemFileTime() - m_lastActivation) / FILETIME_UNITS_PER_MS;
+}

@@ -1,0 +1,24 @@
+#include "service/TransactionFrame.h"
+
+#include <sys/mman.h>
+
+#include <cstring>
+
+CFrameMemory::CFrameMemory(std::size_t size) {
+    if (size <= sizeof m_small) {
+        std::memset(m_small, 0, size);
+        m_bytes = m_small;
+        return;
+    }
+    void* pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (pages != MAP_FAILED) {
+        m_mapped = size;
+        m_bytes = static_cast<unsigned char*>(pages);
+    }
+}
+
+CFrameMemory::~CFrameMemory() {
+    if (m_mapped != 0) {
+        munmap(m_bytes, m_mapped);
+    }
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/LittleEndian.h"
+
+// A transaction frame as it came from the client; the service answers inside it. A view on cbData bytes.
+struct _tagTPipeTransact {
+    static constexpr std::uint32_t HEADER_SIZE = 24;
+    static constexpr std::uint64_t MAX_SIZE = 0xFFFFFFFF;
+
+    unsigned char* bytes;
+
+    // Length of the whole frame, this header included.
+    std::uint64_t cbData() const { return LoadLe<std::uint64_t>(bytes); }
+
+    // Where the request record starts, and where the answer area does; both run to the next or to the end.
+    std::uint64_t writeOffset() const { return LoadLe<std::uint64_t>(bytes + 8); }
+
+    std::uint64_t readOffset() const { return LoadLe<std::uint64_t>(bytes + 16); }
+};
+
+// Owns the memory of one frame.
+class CFrameMemory {
+public:
+    // Zeroed pages that are taken from the system as they are touched, so that a header that lies about its length
+    // costs nothing. Never throws: see IsValid.
+    explicit CFrameMemory(std::size_t size);
+    ~CFrameMemory();
+    CFrameMemory(const CFrameMemory&) = delete;
+    CFrameMemory& operator=(const CFrameMemory&) = delete;
+
+    bool IsValid() const { return m_bytes != nullptr; }
+
+    unsigned char* Bytes() { return m_bytes; }
+
+private:
+    // Most frames hold one short value: they live here, on the stack of their thread.
+    static constexpr std::size_t SMALL_FRAME = 1024;
+
+    std::size_t m_mapped = 0;
+    unsigned char* m_bytes = nullptr;
+    unsigned char m_small[SMALL_FRAME];
+};
