@@ -29,7 +29,10 @@ struct TModule {
 };
 
 const std::vector<TModule> MODULES = {
-    {"dictionary/Obj", {{100, 104}, {160, 162}, {170, 171}}},
+    {"dictionary/Obj0x8nn0", {{100, 103}}},
+    {"dictionary/ItemTable", {{104, 104}}},
+    {"dictionary/ObjServiceTransfer", {{160, 162}}},
+    {"dictionary/ObjDictionary", {{170, 171}}},
     {"modules/ObjectGeneral", {{500, 504}}},
     {"modules/ObjectCPU", {{1000, 1001}, {10000, 10001}, {20020, 20020}}},
     {"modules/ObjectFSO", {{1030, 1036}}},
@@ -51,8 +54,7 @@ const std::vector<TModule> MODULES = {
 
 // Modules that the file names already and that do not exist yet. A module that lands is taken out here.
 const std::set<std::string_view> STILL_TO_COME = {
-    "dictionary/Obj",
-    "modules/ObjectGeneral",
+    "dictionary/ObjServiceTransfer",
     "modules/ObjectCPU",
     "modules/ObjectFSO",
     "modules/ObjectIO",
@@ -60,7 +62,6 @@ const std::set<std::string_view> STILL_TO_COME = {
     "modules/ObjectMisc",
     "modules/ObjectNic",
     "modules/ObjectNTLMUser",
-    "modules/ObjectSwVersions",
     "modules/ObjectTime",
     "runtime/ObjectZelmora",
     "modules/ObjectOperatingSystem",
@@ -75,7 +76,9 @@ const std::set<std::string_view> STILL_TO_COME = {
 const std::vector<TIdRange> ID_RANGES = {{1000, 1399}, {10000, 10399}, {11000, 11099}, {20000, 20199}};
 
 // Numbers in those ranges that are something else, with the module that uses them.
-const std::set<std::pair<std::string_view, long>> NO_TEXT_IDS = {};
+const std::set<std::pair<std::string_view, long>> NO_TEXT_IDS = {
+    {"modules/ObjectGeneral", 1024}, // bytes of a device name
+};
 
 std::string ReadFile(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
