@@ -6,4 +6,7 @@ namespace FailingCalls {
 // The next thread is not created; pthread_create gives this result.
 void FailNextThreadCreation(int result);
 
+// The next fork of the code under test gives -1.
+void FailNextFork();
+
 } // namespace FailingCalls
