@@ -126,6 +126,7 @@ TEST_F(RcConfigTest, FailedWriteLooksLikeSuccess) {
     EXPECT_TRUE(CRCConfig::WriteValue("key", "new"));
     EXPECT_TRUE(CRCConfig::RemoveValue("key", ""));
     EXPECT_EQ(ReadRcConf(), "key=\"old\"\n");
+    ASSERT_EQ(std::system("umount /etc/rc.conf"), 0);
 }
 
 TEST_F(RcConfigTest, RemovingTakesOneLineACall) {

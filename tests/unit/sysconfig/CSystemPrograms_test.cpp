@@ -24,6 +24,12 @@ using Call = std::vector<std::string>;
 
 class SystemProgramsTest : public testing::Test {
 protected:
+    SystemProgramsTest() {
+        for (const std::string& file : OutputFiles()) {
+            std::filesystem::remove(file);
+        }
+    }
+
     std::vector<std::string> OutputFiles() const {
         std::vector<std::string> files;
         for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
@@ -126,6 +132,24 @@ TEST_F(SystemProgramsTest, CapturedOutputOfAFailingCommandStaysOnDisk) {
     EXPECT_EQ(text, "partly\n");
 }
 
+TEST_F(SystemProgramsTest, ExecuteThatFailsGivesTheWaitStatusAndLeavesTheOutput) {
+    std::vector<std::string> lines{"old"};
+    std::string line = "old";
+    unsigned long number = 42;
+    EXPECT_EQ(CSystem::Execute("sh -c 'exit 3'", lines), 3U << 8);
+    EXPECT_EQ(CSystem::Execute("false", line), 1U << 8);
+    EXPECT_EQ(CSystem::Execute("false", number), 1U << 8);
+    EXPECT_THAT(lines, IsEmpty());
+    EXPECT_EQ(line, "old");
+    EXPECT_EQ(number, 42UL);
+}
+
+TEST_F(SystemProgramsTest, CapturedOutputThatCannotBeReadGivesTheError) {
+    std::vector<std::string> lines{"old"};
+    EXPECT_EQ(CSystem::Execute("rm /tmp/file*", lines), static_cast<std::uint32_t>(ENOENT));
+    EXPECT_THAT(lines, IsEmpty());
+}
+
 TEST_F(SystemProgramsTest, CapturedOutputIsReadableByItsOwnerOnlyWhileTheCommandRuns) {
     std::vector<std::string> lines;
     umask(0);
@@ -134,14 +158,11 @@ TEST_F(SystemProgramsTest, CapturedOutputIsReadableByItsOwnerOnlyWhileTheCommand
 }
 
 TEST_F(SystemProgramsTest, CapturedOutputNeedsAPlaceForItsFile) {
-    std::filesystem::remove_all("/tmp");
-    std::filesystem::create_directory("/elsewhere");
-    if (std::filesystem::exists("/tmp")) { // a mount point stays
-        ASSERT_EQ(std::system("mount --bind -o ro /elsewhere /tmp && mount -o remount,bind,ro /tmp"), 0);
-    }
+    ASSERT_EQ(std::system("mount -t tmpfs -o ro tmpfs /tmp"), 0);
     std::vector<std::string> lines{"old"};
-    EXPECT_EQ(CSystem::Execute("touch /elsewhere/ran", lines), static_cast<std::uint32_t>(EROFS));
-    EXPECT_THAT(lines, IsEmpty());
-    EXPECT_FALSE(std::filesystem::exists("/elsewhere/ran"));
+    const std::uint32_t status = CSystem::Execute("touch /run/ran", lines);
     ASSERT_EQ(std::system("umount /tmp"), 0);
+    EXPECT_EQ(status, static_cast<std::uint32_t>(EROFS));
+    EXPECT_THAT(lines, IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists("/run/ran"));
 }

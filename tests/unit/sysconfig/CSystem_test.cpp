@@ -20,6 +20,7 @@
 
 #include "LogCapture.h"
 
+using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using ZMBSD::CSystem;
@@ -106,7 +107,7 @@ TEST_F(SystemTest, ArgumentsArriveVerbatimOneByOne) {
     const std::string script = Script("printf '%s\\0' \"$@\" >" + Path("arguments"));
     EXPECT_EQ(CSystem::ExecuteSecure(script.c_str(), "a b", "\"q'", "; touch x", "$(id)", "", "l1\nl2", "*", nullptr),
               0U);
-    EXPECT_EQ(Bytes("arguments"), std::string("a b\0\"q'\0; touch x\0$(id)\0\0l1\nl2\0*\0", 38));
+    EXPECT_EQ(Bytes("arguments"), "a b\0\"q'\0; touch x\0$(id)\0\0l1\nl2\0*\0"s);
 }
 
 TEST_F(SystemTest, FirstArgumentIsAlsoElementZeroOfTheVector) {
@@ -202,18 +203,6 @@ TEST_F(SystemTest, ExecuteThatPrintsNothingGivesMinusOneAndLeavesTheOutput) {
     unsigned long number = 42;
     EXPECT_EQ(CSystem::Execute("true", line), 0xFFFFFFFFU);
     EXPECT_EQ(CSystem::Execute("true", number), 0xFFFFFFFFU);
-    EXPECT_EQ(line, "old");
-    EXPECT_EQ(number, 42UL);
-}
-
-TEST_F(SystemTest, ExecuteThatFailsGivesTheWaitStatusAndLeavesTheOutput) {
-    std::vector<std::string> lines{"old"};
-    std::string line = "old";
-    unsigned long number = 42;
-    EXPECT_EQ(CSystem::Execute("sh -c 'rm -f /dev/fd/1/x; exit 3'", lines), 3U << 8);
-    EXPECT_EQ(CSystem::Execute("false", line), 1U << 8);
-    EXPECT_EQ(CSystem::Execute("false", number), 1U << 8);
-    EXPECT_THAT(lines, IsEmpty());
     EXPECT_EQ(line, "old");
     EXPECT_EQ(number, 42UL);
 }
