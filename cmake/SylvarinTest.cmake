@@ -1,4 +1,4 @@
-# sylvarin_test(NAME [CONCURRENCY] SOURCES file... [LIBRARIES target...])
+# sylvarin_test(NAME [CONCURRENCY] SOURCES file... [LIBRARIES target...] [DEFINITIONS NAME=value...])
 #
 # One GoogleTest program, each of its tests known to ctest by name. A thread sanitizer build holds only the programs
 # marked CONCURRENCY: the others would run there a second time to no purpose.
@@ -12,12 +12,13 @@ else()
 endif()
 
 function(sylvarin_test NAME)
-    cmake_parse_arguments(arg "CONCURRENCY" "" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(arg "CONCURRENCY" "" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
     if(SYLVARIN_SANITIZE MATCHES "thread" AND NOT arg_CONCURRENCY)
         return()
     endif()
     add_executable(${NAME} ${arg_SOURCES})
     target_link_libraries(${NAME} PRIVATE sylvarin_core sylvarin_options ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+    target_compile_definitions(${NAME} PRIVATE ${arg_DEFINITIONS})
     set(labels unit)
     if(arg_CONCURRENCY)
         list(APPEND labels concurrency)
