@@ -1,0 +1,69 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+// How a service is started. A variable that the environment names replaces this process's own.
+struct ServiceStart {
+    std::vector<std::string> arguments = {"-nof"}; // behind argv[0]
+    std::string argv0 = "sylvarin";
+    std::vector<std::string> environment = {}; // "NAME=value"
+};
+
+// How a process ended.
+struct Ending {
+    bool ended = false; // false: it still ran at the end of the time limit
+    int exitStatus = -1;
+    int signal = 0; // not 0: a signal ended it
+};
+
+// A process of the service in the machine: the one that was launched, or the daemon that it left behind. It is ended at
+// the latest by the destructor. Not for use from several threads, but for Pid and Signal.
+class ServiceUnderTest {
+public:
+    static constexpr const char* PidFile = "/var/run/Sylvarin.pid";
+    static constexpr std::chrono::seconds TimeLimit{60};
+
+    // Launches the service of this build tree and returns at once.
+    explicit ServiceUnderTest(const ServiceStart& start = {});
+    // Takes over a daemon by its process number. This process must be its reaper, see main.
+    explicit ServiceUnderTest(pid_t daemon);
+    ~ServiceUnderTest();
+    ServiceUnderTest(const ServiceUnderTest&) = delete;
+    ServiceUnderTest& operator=(const ServiceUnderTest&) = delete;
+
+    pid_t Pid() const { return m_pid; }
+
+    bool IsRunning() const;
+    // Waits until the service answers on its socket. False if it ended instead, or after the time limit.
+    bool WaitUntilAnswering() const;
+    void Signal(int number) const;
+    Ending WaitForEnd(std::chrono::milliseconds limit = TimeLimit);
+    // SIGTERM, then the wait for the end.
+    Ending Stop();
+
+    // Of the running process, from /proc.
+    std::size_t ThreadCount() const;
+    std::size_t DescriptorCount() const;
+    std::size_t ResidentKiB() const;
+    // Waits until the process has at most that many threads (one for each open connection comes on top of its own).
+    bool WaitForThreads(std::size_t count) const;
+
+    // What it wrote to standard output and standard error.
+    std::string Output() const;
+
+    // What the sanitizers of all services of this machine have found, empty if nothing.
+    static std::string SanitizerReports();
+
+private:
+    bool WaitOnProcess(std::chrono::milliseconds limit) const;
+
+    pid_t m_pid = -1;
+    int m_processDescriptor = -1;
+    std::string m_outputPath;
+    Ending m_ending;
+};
