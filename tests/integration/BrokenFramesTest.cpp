@@ -5,14 +5,10 @@
 #include <thread>
 #include <vector>
 
+#include "DeviceType.h"
 #include "ServiceTest.h"
 
 namespace {
-
-const Bytes s_readDeviceType = "2E 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"
-                               "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  00 00 00 00"_hex;
-const Bytes s_deviceType = "16 00 00 00"
-                           "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  89 13 10 27"_hex;
 
 std::string MismatchLine(std::size_t bytesRead, std::uint64_t cbData) {
     return "Error: HandleRequest: Number of bytes read does not match data length! bytesRead:" +
@@ -23,16 +19,14 @@ class BrokenFramesTest : public ServiceTest {
 protected:
     void SetUp() override {
         ServiceTest::SetUp();
-        EXPECT_EQ(WireClient::Transact(s_readDeviceType), s_deviceType);
-        m_threads = m_service->ThreadCount();
-        m_descriptors = m_service->DescriptorCount();
+        EXPECT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
+        m_idle = m_service->WaitUntilSteady();
     }
 
     void TearDown() override {
         // No thread may be left to spin or to wait on a connection that is gone.
-        EXPECT_TRUE(m_service->WaitForThreads(m_threads));
-        EXPECT_LE(m_service->DescriptorCount(), m_descriptors);
-        EXPECT_EQ(WireClient::Transact(s_readDeviceType), s_deviceType);
+        EXPECT_TRUE(m_service->WaitForUsage(m_idle));
+        EXPECT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
         ServiceTest::TearDown();
     }
 
@@ -46,8 +40,7 @@ protected:
         EXPECT_EQ(client.ReceiveAll(), Bytes{}) << ToHex(frame);
     }
 
-    std::size_t m_threads = 0;
-    std::size_t m_descriptors = 0;
+    Usage m_idle;
 };
 
 } // namespace
@@ -108,14 +101,14 @@ TEST_F(BrokenFramesTest, AnAnswerAreaInFrontOfTheRequestCloses) {
 
 TEST_F(BrokenFramesTest, AHeaderThatEndsTooEarlyCloses) {
     for (std::size_t length = 1; length < 24; ++length) {
-        ExpectClosedAfterEnd(Bytes(s_readDeviceType.begin(), s_readDeviceType.begin() + static_cast<long>(length)));
+        ExpectClosedAfterEnd(Bytes(ReadDeviceType.begin(), ReadDeviceType.begin() + static_cast<long>(length)));
         EXPECT_TRUE(m_log.WaitFor(MismatchLine(length, 46))) << length;
     }
 }
 
 TEST_F(BrokenFramesTest, AFrameThatEndsTooEarlyCloses) {
-    for (std::size_t length = 24; length < s_readDeviceType.size(); ++length) {
-        ExpectClosedAfterEnd(Bytes(s_readDeviceType.begin(), s_readDeviceType.begin() + static_cast<long>(length)));
+    for (std::size_t length = 24; length < ReadDeviceType.size(); ++length) {
+        ExpectClosedAfterEnd(Bytes(ReadDeviceType.begin(), ReadDeviceType.begin() + static_cast<long>(length)));
         EXPECT_TRUE(m_log.WaitFor(MismatchLine(length, 46))) << length;
     }
 }
@@ -130,33 +123,33 @@ TEST_F(BrokenFramesTest, ALongFrameThatEndsTooEarlyCloses) {
 TEST_F(BrokenFramesTest, AConnectionWithoutAByteIsClosedWithoutALine) {
     m_log.Clear();
     ExpectClosedAfterEnd({});
-    EXPECT_TRUE(m_service->WaitForThreads(m_threads));
+    EXPECT_TRUE(m_service->WaitForUsage(m_idle));
     EXPECT_EQ(m_log.Texts(), std::vector<std::string>{});
 }
 
 TEST_F(BrokenFramesTest, BytesBehindTheFrameAreNotLookedAt) {
-    EXPECT_EQ(WireClient::Transact(Join({s_readDeviceType, Bytes(100, 0xFF)})), s_deviceType);
+    EXPECT_EQ(WireClient::Transact(Join({ReadDeviceType, Bytes(100, 0xFF)})), DeviceTypeAnswer);
 }
 
 TEST_F(BrokenFramesTest, AClientMayVanishAtEveryByteOfItsFrame) {
-    for (std::size_t length = 0; length <= s_readDeviceType.size(); ++length) {
+    for (std::size_t length = 0; length <= ReadDeviceType.size(); ++length) {
         WireClient client;
-        client.Send(Bytes(s_readDeviceType.begin(), s_readDeviceType.begin() + static_cast<long>(length)));
+        client.Send(Bytes(ReadDeviceType.begin(), ReadDeviceType.begin() + static_cast<long>(length)));
     }
 }
 
 TEST_F(BrokenFramesTest, AClientMayVanishAfterTheServiceHasTakenAPartOfItsFrame) {
-    for (std::size_t length = 1; length < s_readDeviceType.size(); length += 5) {
+    for (std::size_t length = 1; length < ReadDeviceType.size(); length += 5) {
         WireClient client;
-        client.Send(Bytes(s_readDeviceType.begin(), s_readDeviceType.begin() + static_cast<long>(length)));
+        client.Send(Bytes(ReadDeviceType.begin(), ReadDeviceType.begin() + static_cast<long>(length)));
         client.WaitUntilTaken();
     }
 }
 
 TEST_F(BrokenFramesTest, AClientMayVanishAtEveryByteOfItsAnswer) {
-    for (std::size_t length = 0; length <= s_deviceType.size(); ++length) {
+    for (std::size_t length = 0; length <= DeviceTypeAnswer.size(); ++length) {
         WireClient client;
-        client.Send(s_readDeviceType);
+        client.Send(ReadDeviceType);
         client.Receive(length);
     }
 }
@@ -174,7 +167,7 @@ TEST_F(BrokenFramesTest, SilentClientsHoldNothingButTheirOwnThread) {
     for (int i = 0; i < 50; ++i) {
         clients.push_back(std::make_unique<WireClient>());
     }
-    EXPECT_EQ(WireClient::Transact(s_readDeviceType), s_deviceType);
+    EXPECT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
     clients.clear();
 }
 
@@ -184,7 +177,7 @@ namespace {
 const std::vector<Bytes>& Seeds() {
     static const std::vector<Bytes> seeds = {
         "18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"_hex,
-        s_readDeviceType,
+        ReadDeviceType,
         // the device name, read and written
         "32 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"
         "00 00  08 10  00  00  00 00 00 00 00 00 00 00  08 00 00 00  00 00 00 00 00 00 00 00"_hex,
@@ -284,5 +277,5 @@ TEST_F(BrokenFramesTest, AHundredThousandRandomAndMutatedFramesLeaveAServiceThat
     for (auto& client : clients) {
         client.join();
     }
-    EXPECT_EQ(WireClient::Transact(s_readDeviceType), s_deviceType);
+    EXPECT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
 }

@@ -4,16 +4,13 @@
 #include <thread>
 #include <vector>
 
+#include "DeviceType.h"
 #include "ServiceTest.h"
 
 namespace {
 
 constexpr int s_clients = 200;
 
-const Bytes s_readDeviceType = "2E 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"
-                               "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  00 00 00 00"_hex;
-const Bytes s_deviceType = "16 00 00 00"
-                           "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  89 13 10 27"_hex;
 const Bytes s_readProfile = "3C 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"
                             "00 00  00 F0  01  00  00 00 00 00 00 00 00 00  12 00 00 00"
                             "00 00  00 00 00 00  00 00 00 00  00 00 00 00  00 00 00 00"_hex;
@@ -60,7 +57,7 @@ TEST_F(ConcurrencyTest, TwoHundredClientsAtOnceGetTheirOwnAnswers) {
                 std::this_thread::yield();
             }
             for (int round = 0; round < 10; ++round) {
-                expect(s_readDeviceType, s_deviceType);
+                expect(ReadDeviceType, DeviceTypeAnswer);
                 expect(s_readProfile, s_profile);
                 expect(s_readNothing, s_nothing);
                 if (NameIn(WireClient::Transact(s_readName)).empty()) {
@@ -89,12 +86,12 @@ TEST_F(ConcurrencyTest, TwoHundredOpenConnectionsAreServedInAnyOrder) {
     std::vector<std::unique_ptr<WireClient>> clients;
     for (int i = 0; i < s_clients; ++i) {
         clients.push_back(std::make_unique<WireClient>());
-        clients.back()->Send(Bytes(s_readDeviceType.begin(), s_readDeviceType.begin() + 30));
+        clients.back()->Send(Bytes(ReadDeviceType.begin(), ReadDeviceType.begin() + 30));
     }
     std::reverse(clients.begin(), clients.end());
     for (const auto& client : clients) {
-        client->Send(Bytes(s_readDeviceType.begin() + 30, s_readDeviceType.end()));
-        EXPECT_EQ(client->ReceiveAll(), s_deviceType);
+        client->Send(Bytes(ReadDeviceType.begin() + 30, ReadDeviceType.end()));
+        EXPECT_EQ(client->ReceiveAll(), DeviceTypeAnswer);
     }
 }
 

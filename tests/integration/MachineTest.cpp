@@ -23,7 +23,7 @@ std::string Contents(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-int Run(const std::string& command) {
+int Shell(const std::string& command) {
     return std::system((command + " >/dev/null 2>&1").c_str());
 }
 
@@ -46,14 +46,14 @@ TEST(MachineTest, HasTheAdaptersThatItsSettingsTell) {
     EXPECT_EQ(Contents("/sys/class/net/em0/address"), "02:00:00:00:10:20\n");
     EXPECT_NE(Contents("/etc/rc.conf").find("ifconfig_em0=\"inet 192.168.10.20 netmask 255.255.255.0\"\n"),
               std::string::npos);
-    EXPECT_EQ(Run("ip -4 address show dev em0 | grep -q 'inet 192.168.10.20/24'"), 0);
-    EXPECT_EQ(Run("ip route show default | grep -q 'via 192.168.10.1 dev em0'"), 0);
+    EXPECT_EQ(Shell("ip -4 address show dev em0 | grep -q 'inet 192.168.10.20/24'"), 0);
+    EXPECT_EQ(Shell("ip route show default | grep -q 'via 192.168.10.1 dev em0'"), 0);
 }
 
 TEST(MachineTest, HasPeersThatAnswer) {
-    EXPECT_EQ(Run("ping -c 1 -W 10 192.168.10.1"), 0);
-    EXPECT_EQ(Run("ip netns exec em0-peer ping -c 1 -W 10 192.168.10.20"), 0);
-    EXPECT_EQ(Run("ip netns exec em1-peer ip -4 address show dev em1-peer | grep -q 192.168.20.1/24"), 0);
+    EXPECT_EQ(Shell("ping -c 1 -W 10 192.168.10.1"), 0);
+    EXPECT_EQ(Shell("ip netns exec em0-peer ping -c 1 -W 10 192.168.10.20"), 0);
+    EXPECT_EQ(Shell("ip netns exec em1-peer ip -4 address show dev em1-peer | grep -q 192.168.20.1/24"), 0);
 }
 
 TEST(MachineTest, HasTheSmbiosStringsOfAnIndustrialPc) {
@@ -73,13 +73,13 @@ TEST(MachineTest, RefusesToSetTheClock) {
 }
 
 TEST(MachineTest, LetsAccountsAndSystemFilesChange) {
-    EXPECT_EQ(Run("useradd --create-home tester && id tester"), 0);
-    EXPECT_EQ(Run("touch /usr/local/bin/tester /etc/tester"), 0);
+    EXPECT_EQ(Shell("useradd --create-home tester && id tester"), 0);
+    EXPECT_EQ(Shell("touch /usr/local/bin/tester /etc/tester"), 0);
 }
 
 TEST(MachineTest, RefusesChangesOfKernelSettingsThatAreTheHosts) {
-    EXPECT_NE(Run("echo 1 >/proc/sys/kernel/panic"), 0);
-    EXPECT_EQ(Run("echo 1 >/proc/sys/net/ipv4/ip_forward"), 0);
+    EXPECT_NE(Shell("echo 1 >/proc/sys/kernel/panic"), 0);
+    EXPECT_EQ(Shell("echo 1 >/proc/sys/net/ipv4/ip_forward"), 0);
 }
 
 TEST(MachineTest, ShowsNoBlockDeviceOfTheHost) {

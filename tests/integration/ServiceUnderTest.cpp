@@ -180,12 +180,9 @@ Ending ServiceUnderTest::Stop() {
     return WaitForEnd();
 }
 
-std::size_t ServiceUnderTest::ThreadCount() const {
-    return CountEntries("/proc/" + std::to_string(m_pid) + "/task");
-}
-
-std::size_t ServiceUnderTest::DescriptorCount() const {
-    return CountEntries("/proc/" + std::to_string(m_pid) + "/fd");
+Usage ServiceUnderTest::CurrentUsage() const {
+    const std::string process = "/proc/" + std::to_string(m_pid);
+    return {CountEntries(process + "/task"), CountEntries(process + "/fd")};
 }
 
 std::size_t ServiceUnderTest::ResidentKiB() const {
@@ -200,14 +197,28 @@ std::size_t ServiceUnderTest::ResidentKiB() const {
     return 0;
 }
 
-bool ServiceUnderTest::WaitForThreads(std::size_t count) const {
+Usage ServiceUnderTest::WaitUntilSteady() const {
+    Usage usage = CurrentUsage();
+    for (int same = 0; same < 10 && IsRunning();) {
+        WaitOnProcess(std::chrono::milliseconds(2));
+        const Usage next = CurrentUsage();
+        same = next == usage ? same + 1 : 0;
+        usage = next;
+    }
+    return usage;
+}
+
+bool ServiceUnderTest::WaitForUsage(const Usage& most) const {
     const auto deadline = Clock::now() + TimeLimit;
-    while (ThreadCount() > count) {
+    for (;;) {
+        const Usage usage = CurrentUsage();
+        if (usage.threads <= most.threads && usage.descriptors <= most.descriptors) {
+            return true;
+        }
         if (Clock::now() > deadline || WaitOnProcess(std::chrono::milliseconds(2))) {
             return false;
         }
     }
-    return true;
 }
 
 std::string ServiceUnderTest::Output() const {

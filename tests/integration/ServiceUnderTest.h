@@ -21,6 +21,14 @@ struct Ending {
     int signal = 0; // not 0: a signal ended it
 };
 
+// What a process holds. A connection takes a thread and a descriptor.
+struct Usage {
+    std::size_t threads = 0;
+    std::size_t descriptors = 0;
+
+    bool operator==(const Usage&) const = default;
+};
+
 // A process of the service in the machine: the one that was launched, or the daemon that it left behind. It is ended at
 // the latest by the destructor. Not for use from several threads, but for Pid and Signal.
 class ServiceUnderTest {
@@ -47,11 +55,13 @@ public:
     Ending Stop();
 
     // Of the running process, from /proc.
-    std::size_t ThreadCount() const;
-    std::size_t DescriptorCount() const;
+    Usage CurrentUsage() const;
     std::size_t ResidentKiB() const;
-    // Waits until the process has at most that many threads (one for each open connection comes on top of its own).
-    bool WaitForThreads(std::size_t count) const;
+    // Waits until what the process holds no longer changes: a thread lives a little longer than its client's
+    // transaction.
+    Usage WaitUntilSteady() const;
+    // Waits until the process holds no more than that.
+    bool WaitForUsage(const Usage& most) const;
 
     // What it wrote to standard output and standard error.
     std::string Output() const;

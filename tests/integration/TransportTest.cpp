@@ -1,14 +1,9 @@
 #include <string>
 
+#include "DeviceType.h"
 #include "ServiceTest.h"
 
 namespace {
-
-// The device type: object 0x1000, 4 bytes that never change.
-const Bytes s_readDeviceType = "2E 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"
-                               "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  00 00 00 00"_hex;
-const Bytes s_deviceType = "16 00 00 00"
-                           "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  89 13 10 27"_hex;
 
 std::string RefusedLine(const std::string& code) {
     return "Error: PipeCommunication: ExtractPipeTransactionPackage failed: " + code;
@@ -26,7 +21,7 @@ protected:
                 EXPECT_EQ(line.priority, 3);
             }
         }
-        EXPECT_EQ(WireClient::Transact(s_readDeviceType), s_deviceType);
+        EXPECT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
     }
 };
 
@@ -38,20 +33,20 @@ TEST_F(TransportTest, AFrameWithBothAreasEmptyIsAnsweredWithTheLengthZero) {
 }
 
 TEST_F(TransportTest, AReadAnswersWithTheRecordAndItsValue) {
-    EXPECT_EQ(WireClient::Transact(s_readDeviceType), s_deviceType);
+    EXPECT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
 }
 
 TEST_F(TransportTest, AReadWithRoomToSpareAnswersWithTheBytesDelivered) {
     EXPECT_EQ(WireClient::Transact("32 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"
                                    "00 00  00 10  00  00  00 00 00 00 00 00 00 00  08 00 00 00"
                                    "00 00 00 00 00 00 00 00"_hex),
-              s_deviceType);
+              DeviceTypeAnswer);
 }
 
 TEST_F(TransportTest, WhatTheClientLeavesInTheResultIsOverwritten) {
     EXPECT_EQ(WireClient::Transact("2E 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"
                                    "00 00  00 10  00  00  AA AA AA AA AA AA AA AA  04 00 00 00  BB BB BB BB"_hex),
-              s_deviceType);
+              DeviceTypeAnswer);
 }
 
 TEST_F(TransportTest, AReadOfACountGivesTwoBytes) {
@@ -136,7 +131,7 @@ TEST_F(TransportTest, AFailedWriteDoesNotStopTheReadBehindIt) {
     EXPECT_EQ(WireClient::Transact("44 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  2E 00 00 00 00 00 00 00"
                                    "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  01 02 03 04"
                                    "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  00 00 00 00"_hex),
-              s_deviceType);
+              DeviceTypeAnswer);
 }
 
 namespace {
@@ -162,8 +157,8 @@ TEST_F(TransportTest, AnythingButZeroAtTheDecidingPlaceSkipsTheRead) {
 }
 
 TEST_F(TransportTest, BytesBesideTheDecidingPlaceDoNotSkipTheRead) {
-    EXPECT_EQ(WireClient::Transact(WriteAndLongRead(581, 0x80)), s_deviceType);
-    EXPECT_EQ(WireClient::Transact(WriteAndLongRead(590, 0x80)), s_deviceType);
+    EXPECT_EQ(WireClient::Transact(WriteAndLongRead(581, 0x80)), DeviceTypeAnswer);
+    EXPECT_EQ(WireClient::Transact(WriteAndLongRead(590, 0x80)), DeviceTypeAnswer);
 }
 
 TEST_F(TransportTest, TheDecidingPlaceMovesWithTheOffsetOfTheWrite) {
@@ -172,7 +167,7 @@ TEST_F(TransportTest, TheDecidingPlaceMovesWithTheOffsetOfTheWrite) {
                         "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  01 02 03 04"_hex,
                         "00 00  00 10  00  00  00 00 00 00 00 00 00 00  58 02 00 00"_hex, Bytes(600)});
     frame.at(582) = 1;
-    EXPECT_EQ(WireClient::Transact(frame), s_deviceType);
+    EXPECT_EQ(WireClient::Transact(frame), DeviceTypeAnswer);
     frame.at(606) = 1;
     EXPECT_EQ(WireClient::Transact(frame), s_writeRefused);
 }
@@ -181,7 +176,7 @@ TEST_F(TransportTest, ARecordMayLieBehindAGap) {
     EXPECT_EQ(WireClient::Transact("36 00 00 00 00 00 00 00  20 00 00 00 00 00 00 00  20 00 00 00 00 00 00 00"
                                    "EE EE EE EE EE EE EE EE"
                                    "00 00  00 10  00  00  00 00 00 00 00 00 00 00  04 00 00 00  00 00 00 00"_hex),
-              s_deviceType);
+              DeviceTypeAnswer);
 }
 
 TEST_F(TransportTest, CommandsAboveThreeAreRefused) {
@@ -283,24 +278,24 @@ TEST_F(TransportTest, OtherFlagBitsAreIgnored) {
 
 TEST_F(TransportTest, AConnectionCarriesOneTransactionAndCloses) {
     WireClient client;
-    client.Send(s_readDeviceType);
-    EXPECT_EQ(client.ReceiveAll(), s_deviceType);
-    EXPECT_FALSE(client.TrySend(s_readDeviceType));
+    client.Send(ReadDeviceType);
+    EXPECT_EQ(client.ReceiveAll(), DeviceTypeAnswer);
+    EXPECT_FALSE(client.TrySend(ReadDeviceType));
 }
 
 TEST_F(TransportTest, AFrameMayArriveByteByByte) {
     WireClient client;
-    for (const auto byte : s_readDeviceType) {
+    for (const auto byte : ReadDeviceType) {
         client.Send({byte});
         client.WaitUntilTaken();
     }
-    EXPECT_EQ(client.ReceiveAll(), s_deviceType);
+    EXPECT_EQ(client.ReceiveAll(), DeviceTypeAnswer);
 }
 
 TEST_F(TransportTest, AnAnswerComesWithoutWaitingForTheEndOfTheClientsSending) {
     WireClient client;
-    client.Send(s_readDeviceType);
-    EXPECT_EQ(client.Receive(s_deviceType.size()), s_deviceType);
+    client.Send(ReadDeviceType);
+    EXPECT_EQ(client.Receive(DeviceTypeAnswer.size()), DeviceTypeAnswer);
 }
 
 TEST_F(TransportTest, FramesOfManyChunksArriveWhole) {
@@ -309,7 +304,7 @@ TEST_F(TransportTest, FramesOfManyChunksArriveWhole) {
         const Bytes frame =
             Join({Little(24 + 18 + room, 8), Little(24, 8), Little(24, 8),
                   "00 00  00 10  00  00  00 00 00 00 00 00 00 00"_hex, Little(room, 4), Bytes(room, 0xEE)});
-        EXPECT_EQ(WireClient::Transact(frame), s_deviceType) << room;
+        EXPECT_EQ(WireClient::Transact(frame), DeviceTypeAnswer) << room;
     }
 }
 
@@ -317,15 +312,13 @@ TEST_F(TransportTest, AClientDoesNotWaitForAnother) {
     WireClient slow;
     slow.Send("2E 00 00 00"_hex);
     slow.WaitUntilTaken();
-    EXPECT_EQ(WireClient::Transact(s_readDeviceType), s_deviceType);
+    EXPECT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
 }
 
 TEST_F(TransportTest, ManyConnectionsInARowLeaveNothingBehind) {
-    const std::size_t threads = m_service->ThreadCount();
-    const std::size_t descriptors = m_service->DescriptorCount();
+    const Usage idle = m_service->WaitUntilSteady();
     for (int i = 0; i < 2000; ++i) {
-        ASSERT_EQ(WireClient::Transact(s_readDeviceType), s_deviceType);
+        ASSERT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
     }
-    EXPECT_TRUE(m_service->WaitForThreads(threads));
-    EXPECT_LE(m_service->DescriptorCount(), descriptors);
+    EXPECT_TRUE(m_service->WaitForUsage(idle));
 }
