@@ -15,6 +15,10 @@ if(SYLVARIN_SANITIZE)
     add_link_options(-fsanitize=${SYLVARIN_SANITIZE})
 endif()
 
+if(SYLVARIN_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 find_program(SYLVARIN_CCACHE ccache)
 if(SYLVARIN_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${SYLVARIN_CCACHE})

@@ -1,4 +1,4 @@
-# sylvarin_test(NAME [CONCURRENCY] SOURCES file... [LIBRARIES target...])
+# sylvarin_test(NAME [CONCURRENCY] SOURCES file... [LIBRARIES target...] [DEFINITIONS NAME=value...])
 #
 # One GoogleTest program, each of its tests known to ctest by name. A thread sanitizer build holds only the programs
 # marked CONCURRENCY: the others would run there a second time to no purpose.
@@ -12,12 +12,13 @@ else()
 endif()
 
 function(sylvarin_test NAME)
-    cmake_parse_arguments(arg "CONCURRENCY" "" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(arg "CONCURRENCY" "" "SOURCES;LIBRARIES;DEFINITIONS" ${ARGN})
     if(SYLVARIN_SANITIZE MATCHES "thread" AND NOT arg_CONCURRENCY)
         return()
     endif()
     add_executable(${NAME} ${arg_SOURCES})
     target_link_libraries(${NAME} PRIVATE sylvarin_core sylvarin_options ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+    target_compile_definitions(${NAME} PRIVATE ${arg_DEFINITIONS})
     set(labels unit)
     if(arg_CONCURRENCY)
         list(APPEND labels concurrency)
@@ -26,4 +27,23 @@ function(sylvarin_test NAME)
         TEST_PREFIX "${SYLVARIN_TEST_PREFIX}"
         DISCOVERY_MODE PRE_TEST
         PROPERTIES LABELS "${labels}" TIMEOUT 120)
+endfunction()
+
+# sylvarin_machine_test(NAME SOURCES file... [LIBRARIES target...])
+#
+# The same, but each test runs as root of a throw-away machine of its own, and may change what it likes there. Where no
+# machine can be had, such as without root, the tests are reported as skipped.
+function(sylvarin_machine_test NAME)
+    cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
+    if(SYLVARIN_SANITIZE MATCHES "thread")
+        return()
+    endif()
+    add_executable(${NAME} ${arg_SOURCES})
+    target_link_libraries(${NAME} PRIVATE sylvarin_core sylvarin_options ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+    # The one way to put a launcher in front of each discovered test.
+    set_target_properties(${NAME} PROPERTIES
+        CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/tests/machine/run-test)
+    gtest_discover_tests(${NAME}
+        DISCOVERY_MODE PRE_TEST
+        PROPERTIES LABELS machine TIMEOUT 120 SKIP_RETURN_CODE 77)
 endfunction()

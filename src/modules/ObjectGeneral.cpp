@@ -16,6 +16,7 @@
 #include "dictionary/ItemTable.h"
 #include "dictionary/ObjDictionary.h"
 #include "dictionary/ObjHelper.h"
+#include "host/HostName.h"
 #include "platform/StringHelper.h"
 #include "service/Logger.h"
 #include "sysconfig/CSystem.h"
@@ -166,7 +167,7 @@ ObjResult SetDeviceName(char* name) {
         return OBJ_E_INVALIDARG;
     }
     int status = 0;
-    if (sethostname(name, static_cast<int>(std::strlen(name))) != 0) {
+    if (Host::SetHostName(name) != 0) {
         status = errno;
     } else {
         // Through the shell: the character set of a device name has nothing that the shell would take as its own.

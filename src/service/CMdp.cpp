@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "modules/ObjectGeneral.h"
+#include "modules/ObjectMemory_BSD.h"
 #include "modules/ObjectSwVersions.h"
 #include "service/Logger.h"
 #include "service/RequestRecord.h"
@@ -20,6 +21,7 @@ struct TModule {
 constexpr TModule MODULES[] = {
     {General::Create, "General created."},
     {SwVersions::Create, "Software created."},
+    {Memory::Create, "Memory created."},
 };
 
 // How long a write waits for its service: rounds of one second.

@@ -10,7 +10,7 @@ CFrameMemory::CFrameMemory(std::size_t size) {
         m_bytes = m_small;
         return;
     }
-    void* pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void* pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages != MAP_FAILED) {
         m_mapped = size;
         m_bytes = static_cast<unsigned char*>(pages);

@@ -58,7 +58,6 @@ const std::set<std::string_view> STILL_TO_COME = {
     "modules/ObjectCPU",
     "modules/ObjectFSO",
     "modules/ObjectIO",
-    "modules/ObjectMemory",
     "modules/ObjectMisc",
     "modules/ObjectNic",
     "modules/ObjectNTLMUser",

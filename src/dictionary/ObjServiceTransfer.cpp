@@ -1,0 +1,120 @@
+#include "dictionary/ObjServiceTransfer.h"
+
+#include <cstring>
+#include <memory>
+
+#include "dictionary/ItemTable.h"
+#include "dictionary/ObjHelper.h"
+#include "platform/OsUserThread.h"
+
+namespace {
+
+constexpr unsigned int RESPONSE_HEAD = 2; // status at the end of the job, status while it runs
+
+// What a worker thread is given.
+struct TWork {
+    CRef<CObjServiceTransfer> object; // outlives a removal from the dictionary
+    void* argument;
+};
+
+} // namespace
+
+ObjResult CObjServiceTransfer::Init(unsigned short index) {
+    const ObjResult result = CObjectRecord::Init(index, OBJCODE_RECORD, 0);
+    AppendItems(*this,
+                {
+                    // The string type serves to take a block of free length.
+                    {SUB_REQUEST, TypeAccess(TYPE_VISIBLE_STRING, ACCESS_WRITE), 160, nullptr, _statOnWrite, {}, this},
+                    {SUB_STATUS, TypeAccess(TYPE_BIT8, ACCESS_READ), 161, nullptr, nullptr, ItemValue(std::uint8_t{0})},
+                    {SUB_RESPONSE, TypeAccess(TYPE_VISIBLE_STRING, ACCESS_READ), 162, nullptr, nullptr,
+                     ItemValue(std::uint16_t{0})},
+                });
+    return result;
+}
+
+ObjResult CObjServiceTransfer::_statOnWrite(TInfoItem* item, unsigned short /*index*/, unsigned char /*subIndex*/,
+                                            void* /*data*/, unsigned int /*size*/) {
+    return static_cast<CObjServiceTransfer*>(item->context)->Start(nullptr);
+}
+
+ObjResult CObjServiceTransfer::Start(void* argument) {
+    // Held to the end: a worker cannot be done before the object knows that it runs.
+    CSectionLock lock(Section());
+    if (m_executing.load() != 0 || m_worker != nullptr) {
+        return OBJ_E_BUSY;
+    }
+    auto work = std::make_unique<TWork>(TWork{CRef<CObjServiceTransfer>(this), argument});
+    m_worker.reset(OsUserCreateThread(nullptr, 0, _statWorkerThread, work.get(), 0, nullptr));
+    if (m_worker == nullptr) {
+        return OBJ_E_UNEXPECTED;
+    }
+    [[maybe_unused]] const TWork* ownedByTheWorker = work.release();
+    WriteState(STATUS_RUNNING);
+    m_executing.store(1);
+    return OBJ_E_NOERR;
+}
+
+std::uint32_t CObjServiceTransfer::_statWorkerThread(void* block) {
+    const std::unique_ptr<TWork> work(static_cast<TWork*>(block));
+    CObjServiceTransfer& object = *work->object;
+    object.DoWork(work->argument);
+
+    CSectionLock lock(object.Section());
+    object.m_worker.reset();
+    object.m_executing.store(0);
+    return 0;
+}
+
+std::span<const unsigned char> CObjServiceTransfer::Request() {
+    const TInfoItem* item = GetItem(SUB_REQUEST);
+    if (item == nullptr || item->data == nullptr || item->size == 0) {
+        return {};
+    }
+    return {item->data, item->size - 1};
+}
+
+void CObjServiceTransfer::WriteState(unsigned char state) {
+    CSectionLock lock(Section());
+    TInfoItem* status = GetItem(SUB_STATUS);
+    TInfoItem* response = GetItem(SUB_RESPONSE);
+    if (status == nullptr || response == nullptr) {
+        return;
+    }
+    status->data[0] = state;
+    if (response->size < RESPONSE_HEAD && AllocateBuffer(response, RESPONSE_HEAD) != OBJ_E_NOERR) {
+        return;
+    }
+    response->data[0] = 0;
+    response->data[1] = state;
+}
+
+void CObjServiceTransfer::SetProgress(unsigned char value) {
+    // Meant: the low byte of the product, so 1 reads as 100, 10 as 232 and 30 as 184.
+    WriteState(value == 0 ? STATUS_RUNNING : static_cast<unsigned char>(value * 100));
+}
+
+void CObjServiceTransfer::Finish(int error, const void* data, unsigned int size) {
+    if (data == nullptr) {
+        size = 0;
+    }
+    unsigned char status = error == 0 ? STATUS_DONE : STATUS_FAILED;
+    if (data != nullptr) {
+        ++status;
+    }
+    CSectionLock lock(Section());
+    TInfoItem* statusItem = GetItem(SUB_STATUS);
+    TInfoItem* response = GetItem(SUB_RESPONSE);
+    if (statusItem == nullptr || response == nullptr) {
+        return;
+    }
+    statusItem->data[0] = status;
+    DeallocateBuffer(response);
+    if (AllocateBuffer(response, size + RESPONSE_HEAD) != OBJ_E_NOERR) {
+        return;
+    }
+    response->data[0] = status;
+    response->data[1] = 0;
+    if (size != 0) {
+        std::memcpy(response->data + RESPONSE_HEAD, data, size);
+    }
+}

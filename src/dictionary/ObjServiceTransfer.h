@@ -1,0 +1,52 @@
+#pragma once
+
+#include <atomic>
+#include <span>
+
+#include "dictionary/ObjectRecord.h"
+#include "platform/CHandle.h"
+
+// A long operation: the client writes a request to sub-index 1, a worker thread does the job, the client follows the
+// status in sub-index 2 and reads the response from sub-index 3. A subclass does the job in DoWork.
+class CObjServiceTransfer : public CObjectRecord {
+public:
+    static constexpr unsigned char SUB_REQUEST = 1;
+    static constexpr unsigned char SUB_STATUS = 2;
+    static constexpr unsigned char SUB_RESPONSE = 3;
+
+    // Status bytes. Any value from 4 on means that the job runs.
+    static constexpr unsigned char STATUS_DONE = 0;
+    static constexpr unsigned char STATUS_DONE_DATA = 1;
+    static constexpr unsigned char STATUS_FAILED = 2;
+    static constexpr unsigned char STATUS_FAILED_DATA = 3;
+    static constexpr unsigned char STATUS_RUNNING = 255;
+
+    ObjResult Init(unsigned short index);
+
+    // Begins a job on a worker thread of its own. OBJ_E_BUSY while one runs, OBJ_E_UNEXPECTED without a thread.
+    ObjResult Start(void* argument);
+
+protected:
+    // The job, on the worker thread, without the section: long jobs let clients read the status meanwhile. It begins by
+    // entering the section, which the writing client holds until the request is stored, and calls Finish exactly once
+    // on every path.
+    virtual void DoWork(void* argument) = 0;
+
+    // The bytes of the request, without the NUL that storing put behind them; they are the item's. Under the section.
+    std::span<const unsigned char> Request();
+
+    void WriteState(unsigned char state);
+    // Tells a progress; see the definition for what clients read.
+    void SetProgress(unsigned char value);
+    // Ends the job: `error` nonzero for a failure, `data` of `size` bytes or null as its outcome. By convention the
+    // data of a failure are its code.
+    void Finish(int error, const void* data, unsigned int size);
+
+private:
+    static ObjResult _statOnWrite(TInfoItem* item, unsigned short index, unsigned char subIndex, void* data,
+                                  unsigned int size);
+    static std::uint32_t _statWorkerThread(void* block);
+
+    std::atomic<std::uint32_t> m_executing{0};
+    CHandle m_worker; // under the section
+};
