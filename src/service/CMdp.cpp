@@ -4,6 +4,7 @@
 
 #include "modules/ObjectGeneral.h"
 #include "modules/ObjectMemory_BSD.h"
+#include "modules/ObjectNic_BSD.h"
 #include "modules/ObjectSwVersions.h"
 #include "service/Logger.h"
 #include "service/RequestRecord.h"
@@ -20,6 +21,7 @@ struct TModule {
 // The order decides the slots.
 constexpr TModule MODULES[] = {
     {General::Create, "General created."},
+    {NIC::Create, "NIC created."},
     {SwVersions::Create, "Software created."},
     {Memory::Create, "Memory created."},
 };

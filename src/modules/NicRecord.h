@@ -1,0 +1,23 @@
+#pragma once
+
+#include "dictionary/ObjDictionary.h"
+#include "modules/ObjectNic_BSD.h"
+
+namespace NIC {
+
+// Runs operation(record) on the settings of the slot that the index, of the record or a service, belongs to, and gives
+// its result; OBJ_E_UNEXPECTED where there is no such record. The record and the dictionary are held meanwhile.
+template <typename Operation>
+ObjResult WithRecord(unsigned short index, Operation operation) {
+    CDictionaryRef dictionary;
+    if (!dictionary) {
+        return OBJ_E_UNEXPECTED;
+    }
+    const CRef<CObject> object = dictionary->GetObjectRef(static_cast<unsigned short>((index & 0x0FF0U) | 0x8001U));
+    if (!object) {
+        return OBJ_E_UNEXPECTED;
+    }
+    return operation(static_cast<CObject0x8nn1&>(*object));
+}
+
+} // namespace NIC

@@ -1,0 +1,157 @@
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+
+#include "modules/NicRecord.h"
+#include "modules/ObjectNic_BSD.h"
+#include "platform/CHandle.h"
+#include "platform/LittleEndian.h"
+#include "platform/OsUserThread.h"
+#include "service/Logger.h"
+#include "sysconfig/CRCConfigNic.h"
+#include "sysconfig/CSystem.h"
+
+using ZMBSD::CRCConfigNic;
+using ZMBSD::CSystem;
+
+// The services of an adapter, and what runs in the background after its settings have changed.
+namespace NIC {
+
+namespace {
+
+// The request of CObj0xBnn1. The checks count eight bytes of header although the texts lie behind sixteen: meant so,
+// and a request may thus name texts that end behind its total size, though never behind its data.
+constexpr std::size_t HEADER_SIZE = 16;
+constexpr std::uint32_t COUNTED_HEADER = 8;
+constexpr std::uint32_t MAX_TEXT = 16;
+constexpr std::size_t TEXTS = 3;
+
+struct TAddresses {
+    std::string address;
+    std::string mask;
+    std::string gateway;
+};
+
+// `data` and `size`: the stored request, with the NUL behind it.
+bool ParseRequest(const unsigned char* data, std::uint32_t size, TAddresses& addresses) {
+    if (data == nullptr || size < COUNTED_HEADER) {
+        return false;
+    }
+    // What lies behind the data counts as zero, and a zero byte ends a text.
+    std::array<char, HEADER_SIZE + TEXTS * MAX_TEXT> request{};
+    std::memcpy(request.data(), data, std::min<std::size_t>(size, request.size()));
+
+    const auto total = LoadLe<std::uint32_t>(request.data());
+    std::array<std::uint32_t, TEXTS> lengths{};
+    std::uint64_t counted = COUNTED_HEADER;
+    for (std::size_t i = 0; i < TEXTS; ++i) {
+        lengths[i] = LoadLe<std::uint32_t>(request.data() + 4 + 4 * i);
+        counted += lengths[i];
+        if (lengths[i] > MAX_TEXT) {
+            return false;
+        }
+    }
+    if (total > size || counted > total) {
+        return false;
+    }
+    const char* at = request.data() + HEADER_SIZE;
+    std::string* const texts[TEXTS] = {&addresses.address, &addresses.mask, &addresses.gateway};
+    for (std::size_t i = 0; i < TEXTS; ++i) {
+        *texts[i] = std::string(at, strnlen(at, lengths[i]));
+        at += lengths[i];
+    }
+    return true;
+}
+
+void StartThread(OsUserThreadRoutine routine, std::unique_ptr<std::string> adapter) {
+    // Closing the handle lets the thread go its own way.
+    const CHandle thread(OsUserCreateThread(nullptr, 0, routine, adapter.get(), 0, nullptr));
+    if (thread != nullptr) {
+        [[maybe_unused]] const std::string* ownedByTheThread = adapter.release();
+    }
+}
+
+} // namespace
+
+void CObject0x8nn1::RestartNetworkAsync() {
+    StartThread(RestartNetwork, std::make_unique<std::string>(m_adapter));
+}
+
+void CObject0x8nn1::RenewIPAsync() {
+    StartThread(RenewIP, std::make_unique<std::string>(m_adapter));
+}
+
+void CObject0x8nn1::UpdateResolvConfAsync() {
+    StartThread(UpdateResolvConf, nullptr);
+}
+
+std::uint32_t RestartNetwork(void* adapterName) {
+    const std::unique_ptr<std::string> adapter(static_cast<std::string*>(adapterName));
+    CSystem::ServiceRoutingRestart();
+    if (const auto configuration = CRCConfigNic::Create(); configuration != nullptr) {
+        configuration->RestartAdapter(*adapter);
+    }
+    return 0;
+}
+
+std::uint32_t RenewIP(void* adapterName) {
+    const std::unique_ptr<std::string> adapter(static_cast<std::string*>(adapterName));
+    if (const auto configuration = CRCConfigNic::Create(); configuration != nullptr) {
+        configuration->RenewIP(*adapter);
+    }
+    return 0;
+}
+
+std::uint32_t UpdateResolvConf(void* /*parameter*/) {
+    CSystem::UpdateResolver();
+    return 0;
+}
+
+void CObjNicService::DoWork(void* /*argument*/) {
+    CSectionLock lock(Section());
+    const ObjResult result = Run();
+    if (result == OBJ_E_NOERR) {
+        Finish(0, nullptr, 0);
+        return;
+    }
+    // Meant: eight bytes, twice those of a code.
+    const std::uint64_t code = result;
+    Finish(1, &code, sizeof code);
+}
+
+ObjResult CObj0xBnn0::Run() {
+    return WithRecord(Index(), [](CObject0x8nn1& record) {
+        const auto configuration = CRCConfigNic::Create();
+        if (configuration == nullptr) {
+            return OBJ_E_INVALIDDATA;
+        }
+        if (configuration->GetDHCPState(record.Adapter())) {
+            record.RenewIPAsync();
+        }
+        return OBJ_E_NOERR;
+    });
+}
+
+ObjResult CObj0xBnn1::Run() {
+    const TInfoItem* request = GetItem(SUB_REQUEST);
+    TAddresses addresses;
+    if (request == nullptr || !ParseRequest(request->data, request->size, addresses)) {
+        return OBJ_E_INVALIDDATA;
+    }
+    return WithRecord(Index(), [&](CObject0x8nn1& record) {
+        const ObjResult addressResult = record.SetIPv4(addresses.address, addresses.mask);
+        if (addressResult != OBJ_E_NOERR) {
+            g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "SetIPv4 failed: %lu", static_cast<unsigned long>(addressResult));
+        }
+        const ObjResult gatewayResult = record.SetGateway(addresses.gateway);
+        if (gatewayResult != OBJ_E_NOERR) {
+            g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "SetGateway: %lu", static_cast<unsigned long>(gatewayResult));
+        }
+        record.RestartNetworkAsync();
+        // Meant: the gateway's success hides the address's failure, and the other way round.
+        return gatewayResult == OBJ_E_NOERR ? OBJ_E_NOERR : addressResult;
+    });
+}
+
+} // namespace NIC
