@@ -1,13 +1,15 @@
 #include "Command.h"
 
+#include <algorithm>
 #include <array>
-#include <cmath>
-#include <map>
+#include <cerrno>
 #include <ostream>
 
 #include <fmt/format.h>
 
 #include "Commands.h"
+#include "Completion.h"
+#include "Program.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -17,6 +19,9 @@ constexpr std::array s_commands{
     CommandRow{"modules", "list the modules of the machine", MakeModulesCommand},
     CommandRow{"read", "read an object or one of its entries", MakeReadCommand},
     CommandRow{"write", "write one entry", MakeWriteCommand},
+    CommandRow{"tree", "show all modules and objects with their values", MakeTreeCommand},
+    CommandRow{"describe", "describe an object or one of its entries", MakeDescribeCommand},
+    CommandRow{"call", "start a service object and show its response", MakeCallCommand},
 };
 
 constexpr const char* s_footer =
@@ -138,51 +143,47 @@ void Context::Print(const Json& told) const {
     streams.out << told.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
-int RunMdp(std::vector<std::string> arguments, Streams streams) {
-    CLI::App app("Reads and changes a machine through its object dictionary", "mdp");
+Program::Program() : app("Reads and changes a machine through its object dictionary", "mdp") {
     app.footer(s_footer);
     app.require_subcommand(1);
     app.fallthrough();
-
-    Mdp::ClientOptions clientOptions;
-    double timeout = 0;
-    bool json = false;
-    std::string language;
-    app.add_option("--socket", clientOptions.socketPath, "the socket of the service")->capture_default_str();
+    app.add_option("--socket", client.socketPath, "the socket of the service")->capture_default_str();
     app.add_flag("--json", json, "print JSON");
     app.add_option("--lang", language, "language of names: en, de or a language identifier (LCID)");
-    const CLI::Option* timeoutOption =
-        app.add_option("--timeout", timeout, "seconds to wait for an answer (30 if not given) or a job (no limit)");
-
-    std::map<const CLI::App*, std::unique_ptr<Command>> made;
+    app.add_option("--timeout", timeout, "seconds to wait for an answer (30 if not given) or a job (no limit)")
+        ->check(CLI::Range(0.001, 1e9));
     for (const CommandRow& row : s_commands) {
         CLI::App* sub = app.add_subcommand(row.name, row.summary);
         sub->footer("All commands take --socket PATH, --json, --lang LANGUAGE and --timeout SECONDS.");
         std::unique_ptr<Command> command = row.make();
         command->AddOptions(*sub);
-        made.emplace(sub, std::move(command));
+        commands.emplace(sub, std::move(command));
     }
+}
 
-    Mdp::Milliseconds jobTimeout{0};
-    std::uint32_t languageId = Mdp::LanguageDefault;
+Command& Program::Chosen() const {
+    return *commands.at(app.get_subcommands().front());
+}
+
+int RunMdp(std::vector<std::string> arguments, Streams streams) {
+    if (arguments.size() > 1 && arguments[0] == s_completeWord && arguments[1] == "--") {
+        return RunCompletion({arguments.begin() + 2, arguments.end()}, streams);
+    }
+    Program program;
+    std::uint32_t language = Mdp::LanguageDefault;
     try {
         ProtectNegativeNumbers(arguments);
         std::reverse(arguments.begin(), arguments.end());
-        app.parse(arguments);
-        languageId = ParseLanguage(language);
-        if (timeoutOption->count() > 0) {
-            constexpr double longest = 1e9;
-            if (!(timeout > 0) || timeout > longest) {
-                throw CLI::ValidationError("--timeout", "the time must be more than 0 seconds");
-            }
-            jobTimeout = Mdp::Milliseconds(static_cast<long long>(std::ceil(timeout * 1000)));
-            clientOptions.timeout = jobTimeout;
-        }
+        program.app.parse(arguments);
+        language = ParseLanguage(program.language);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error, streams.out, streams.err) == 0 ? ExitOk : ExitUsage;
+        return program.app.exit(error, streams.out, streams.err) == 0 ? ExitOk : ExitUsage;
     }
-    Context context{Mdp::Client(clientOptions), streams, json, languageId, jobTimeout};
-    const int status = made.at(app.get_subcommands().front())->Run(context);
+    const Mdp::Milliseconds timeout(static_cast<long long>(program.timeout * 1000));
+    if (timeout.count() > 0) {
+        program.client.timeout = timeout;
+    }
+    const int status = program.Chosen().Run({Mdp::Client(program.client), streams, program.json, language, timeout});
     streams.out.flush();
     if (!streams.out && status == ExitOk) {
         streams.err << "mdp: the output could not be written\n";

@@ -53,11 +53,23 @@ struct Context {
     void Print(const Json& json) const;
 };
 
+// What a word of a command line may become.
+struct Candidate {
+    std::string text;
+    std::string description;
+};
+
 class Command {
 public:
     virtual ~Command() = default;
     virtual void AddOptions(CLI::App& app) = 0;
     virtual int Run(const Context& context) = 0;
+
+    // Candidates for the word behind the given positional ones; those that do not begin like it are left out later.
+    virtual std::vector<Candidate> Complete(const Context&, const std::vector<std::string>& /*positionals*/,
+                                            const std::string& /*word*/) {
+        return {};
+    }
 };
 
 struct CommandRow {

@@ -31,35 +31,41 @@ void SplitComplete(std::vector<EntryView>& entries, const Mdp::CompleteValue& co
     }
 }
 
-Mdp::Result<ObjectView> ViewObject(const Mdp::Client& client, std::uint16_t index, std::uint32_t language) {
-    Mdp::Result<Mdp::ObjectDescription> object = client.DescribeObject(index, language);
-    if (!object) {
-        return object.Error();
+Mdp::Result<std::vector<EntryView>> DescribeEntries(const Mdp::Client& client, const Mdp::ObjectDescription& object,
+                                                    std::uint8_t first, std::uint32_t language) {
+    std::vector<EntryView> entries;
+    for (unsigned subIndex = first; subIndex < object.itemCount; ++subIndex) {
+        auto entry = client.DescribeEntry(object.index, static_cast<std::uint8_t>(subIndex), language);
+        if (!entry) {
+            return entry.Error();
+        }
+        entries.push_back({std::move(*entry), std::nullopt, {}});
     }
-    ObjectView view{std::move(*object), {}};
+    return entries;
+}
+
+Mdp::Result<ObjectView> ViewObject(const Mdp::Client& client, const Mdp::ObjectDescription& object,
+                                   std::uint32_t language) {
     // Values first: the read brings the lengths that the descriptions then tell up to date.
     Mdp::CompleteValue complete{Mdp::OBJ_E_NODATA, {}};
-    if (view.description.itemCount > 1) {
-        Mdp::Result<Mdp::CompleteValue> read = client.ReadComplete(index);
+    if (object.itemCount > 1) {
+        Mdp::Result<Mdp::CompleteValue> read = client.ReadComplete(object.index);
         if (!read) {
             return read.Error();
         }
         complete = std::move(*read);
     }
-    for (unsigned subIndex = 0; subIndex < view.description.itemCount; ++subIndex) {
-        Mdp::Result<Mdp::EntryDescription> entry =
-            client.DescribeEntry(index, static_cast<std::uint8_t>(subIndex), language);
-        if (!entry) {
-            return entry.Error();
-        }
-        view.entries.push_back({std::move(*entry), std::nullopt, {}});
+    Mdp::Result<std::vector<EntryView>> entries = DescribeEntries(client, object, 0, language);
+    if (!entries) {
+        return entries.Error();
     }
+    ObjectView view{object, std::move(*entries)};
     SplitComplete(view.entries, complete);
     for (EntryView& entry : view.entries) {
         if (!entry.description.readable || entry.value) {
             continue;
         }
-        Mdp::Result<Mdp::Bytes> read = client.Read(index, entry.description.subIndex);
+        Mdp::Result<Mdp::Bytes> read = client.Read(object.index, entry.description.subIndex);
         if (read) {
             entry.value = std::move(*read);
         } else if (read.Error().kind == Mdp::ErrorKind::Object) {
@@ -75,11 +81,15 @@ std::string ValueText(const EntryView& entry) {
     if (entry.value) {
         return Mdp::FormatValue(entry.description.dataType, *entry.value);
     }
-    if (!entry.description.readable) {
+    if (entry.error.code == 0) {
         return "";
     }
     const std::string name = Mdp::CodeName(entry.error.code);
     return "<" + (name.empty() ? fmt::format("0x{:08X}", entry.error.code) : name) + ">";
+}
+
+Json CodeJson(Mdp::Code code) {
+    return {{"code", fmt::format("0x{:08X}", code)}, {"name", Mdp::CodeName(code)}, {"text", Mdp::CodeText(code)}};
 }
 
 Json EntryJson(const EntryView& entry) {
@@ -89,12 +99,21 @@ Json EntryJson(const EntryView& entry) {
               {"access", AccessText(entry.description)}};
     if (entry.value) {
         json["value"] = ValueJson(Mdp::DecodeValue(entry.description.dataType, *entry.value));
-    } else if (entry.description.readable) {
-        json["error"] = {{"code", fmt::format("0x{:08X}", entry.error.code)},
-                         {"name", Mdp::CodeName(entry.error.code)},
-                         {"text", Mdp::CodeText(entry.error.code)}};
+    } else if (entry.error.code != 0) {
+        json["error"] = CodeJson(entry.error.code);
     }
     return json;
+}
+
+Json ObjectJson(const ObjectView& view) {
+    Json entries = Json::array();
+    for (const EntryView& entry : view.entries) {
+        entries.push_back(EntryJson(entry));
+    }
+    return {{"index", IndexText(view.description.index)},
+            {"name", TextJson(view.description.name)},
+            {"kind", Mdp::ObjectCodeName(view.description.objectCode)},
+            {"entries", entries}};
 }
 
 } // namespace MdpCommand

@@ -23,7 +23,12 @@ struct ObjectView {
 
 // Describes the object and all its entries and reads the readable ones. An entry that cannot be read has its error in
 // the view; only a failure to describe or to reach the service fails the whole.
-Mdp::Result<ObjectView> ViewObject(const Mdp::Client& client, std::uint16_t index, std::uint32_t language);
+Mdp::Result<ObjectView> ViewObject(const Mdp::Client& client, const Mdp::ObjectDescription& object,
+                                   std::uint32_t language);
+
+// The descriptions of the object's entries from the first on, without values.
+Mdp::Result<std::vector<EntryView>> DescribeEntries(const Mdp::Client& client, const Mdp::ObjectDescription& object,
+                                                    std::uint8_t first, std::uint32_t language);
 
 // Cuts the bytes of a complete read into the entries' values, by the lengths that the descriptions tell. Values from
 // the entry on at which the read stopped, or all if the lengths do not fit the bytes, stay empty.
@@ -32,7 +37,9 @@ void SplitComplete(std::vector<EntryView>& entries, const Mdp::CompleteValue& co
 // The value, or what is in its place: the name of the error, or nothing for an entry that is write-only.
 std::string ValueText(const EntryView& entry);
 
-// The members of an entry's JSON object.
+// JSON objects of a whole object, an entry and an error code.
+Json ObjectJson(const ObjectView& view);
 Json EntryJson(const EntryView& entry);
+Json CodeJson(Mdp::Code code);
 
 } // namespace MdpCommand

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "Completion.h"
 #include "ObjectView.h"
 #include "Text.h"
 
@@ -26,19 +27,22 @@ public:
             return RunEntry(context, *m_address.subIndex);
         }
         const auto object = context.client.DescribeObject(m_address.index, context.language);
-        // An index that does not exist is refused without an answer; reading it tells why.
-        const bool unknown = !object && object.Error().kind == Mdp::ErrorKind::Closed;
-        if (unknown || m_raw || (object && object->objectCode == Mdp::ObjectVariable)) {
-            return RunEntry(context, 0);
-        }
         if (!object) {
             return context.Fail(object.Error(), IndexText(m_address.index));
         }
-        const Mdp::Result<ObjectView> view = ViewObject(context.client, m_address.index, context.language);
+        if (m_raw || object->objectCode == Mdp::ObjectVariable) {
+            return RunEntry(context, 0);
+        }
+        const Mdp::Result<ObjectView> view = ViewObject(context.client, *object, context.language);
         if (!view) {
             return context.Fail(view.Error(), IndexText(m_address.index));
         }
         return PrintObject(context, *view);
+    }
+
+    std::vector<Candidate> Complete(const Context& context, const std::vector<std::string>& positionals,
+                                    const std::string& word) override {
+        return positionals.empty() ? CompleteAddress(context, word) : std::vector<Candidate>();
     }
 
 private:
@@ -77,29 +81,23 @@ private:
         if (Mdp::IsError(complete->code) && complete->data.empty()) {
             return context.Fail({Mdp::ErrorKind::Object, complete->code, 0, {}}, subject);
         }
-        ObjectView view;
-        auto object = context.client.DescribeObject(m_address.index, context.language);
+        const auto object = context.client.DescribeObject(m_address.index, context.language);
         if (!object) {
             return context.Fail(object.Error(), IndexText(m_address.index));
         }
-        view.description = std::move(*object);
-        for (unsigned subIndex = first; subIndex < view.description.itemCount; ++subIndex) {
-            auto entry =
-                context.client.DescribeEntry(m_address.index, static_cast<std::uint8_t>(subIndex), context.language);
-            if (!entry) {
-                return context.Fail(entry.Error(), EntryText(m_address.index, static_cast<std::uint8_t>(subIndex)));
-            }
-            view.entries.push_back({std::move(*entry), std::nullopt, {}});
+        // Described after the read, which brought the lengths up to date.
+        auto entries = DescribeEntries(context.client, *object, first, context.language);
+        if (!entries) {
+            return context.Fail(entries.Error(), IndexText(m_address.index));
         }
+        ObjectView view{*object, std::move(*entries)};
         SplitComplete(view.entries, *complete);
         std::erase_if(view.entries, [](const EntryView& entry) { return !entry.value; });
         if (context.json) {
             Json json = ObjectJson(view);
             json["hex"] = Mdp::ToHex(complete->data);
             if (Mdp::IsError(complete->code)) {
-                json["error"] = {{"code", fmt::format("0x{:08X}", complete->code)},
-                                 {"name", Mdp::CodeName(complete->code)},
-                                 {"text", Mdp::CodeText(complete->code)}};
+                json["error"] = CodeJson(complete->code);
             }
             context.Print(json);
             return Mdp::IsError(complete->code) ? ExitObject : ExitOk;
@@ -113,17 +111,6 @@ private:
             return context.Fail({Mdp::ErrorKind::Object, complete->code, 0, {}}, subject);
         }
         return ExitOk;
-    }
-
-    static Json ObjectJson(const ObjectView& view) {
-        Json entries = Json::array();
-        for (const EntryView& entry : view.entries) {
-            entries.push_back(EntryJson(entry));
-        }
-        return {{"index", IndexText(view.description.index)},
-                {"name", TextJson(view.description.name)},
-                {"kind", Mdp::ObjectCodeName(view.description.objectCode)},
-                {"entries", entries}};
     }
 
     static void PrintTable(const Context& context, const ObjectView& view) {

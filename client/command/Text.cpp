@@ -120,8 +120,11 @@ std::string AccessText(const Mdp::EntryDescription& entry) {
 }
 
 void Table::Print(std::ostream& out) const {
-    std::vector<std::size_t> widths;
+    std::vector<std::size_t> widths(1);
     for (const auto& row : m_rows) {
+        if (row.size() == 1) {
+            continue; // a title
+        }
         widths.resize(std::max(widths.size(), row.size()));
         for (std::size_t i = 0; i < row.size(); ++i) {
             widths[i] = std::max(widths[i], Width(row[i]));
@@ -130,7 +133,8 @@ void Table::Print(std::ostream& out) const {
     for (const auto& row : m_rows) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string padding(widths[i] - Width(row[i]), ' ');
+            const std::size_t width = Width(row[i]);
+            const std::string padding(widths[i] > width ? widths[i] - width : 0, ' ');
             const bool right = std::find(m_right.begin(), m_right.end(), i) != m_right.end();
             line += (i == 0 ? "" : "  ") + (right ? padding + row[i] : row[i] + padding);
         }

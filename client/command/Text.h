@@ -50,6 +50,9 @@ public:
 
     void Add(std::vector<std::string> row) { m_rows.push_back(std::move(row)); }
 
+    // A line of its own in front of the rows that follow, with no bearing on the columns.
+    void AddTitle(std::string title) { m_rows.push_back({std::move(title)}); }
+
     // Numbers look better at the right of their column.
     void AlignRight(std::size_t column) { m_right.push_back(column); }
 

@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include "Completion.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -19,13 +20,6 @@ public:
         const std::string subject = EntryText(m_address.index, subIndex);
         const auto entry = context.client.DescribeEntry(m_address.index, subIndex, context.language);
         if (!entry) {
-            // The service refuses to describe what does not exist, without an answer; reading it tells why.
-            if (entry.Error().kind == Mdp::ErrorKind::Closed) {
-                const auto read = context.client.Read(m_address.index, subIndex);
-                if (!read) {
-                    return context.Fail(read.Error(), subject);
-                }
-            }
             return context.Fail(entry.Error(), subject);
         }
         const Mdp::Result<Mdp::Bytes> bytes = Mdp::EncodeValue(entry->dataType, m_value);
@@ -39,6 +33,11 @@ public:
             context.Print({{"index", IndexText(m_address.index)}, {"sub", subIndex}, {"written", bytes->size()}});
         }
         return ExitOk;
+    }
+
+    std::vector<Candidate> Complete(const Context& context, const std::vector<std::string>& positionals,
+                                    const std::string& word) override {
+        return positionals.empty() ? CompleteAddress(context, word) : std::vector<Candidate>();
     }
 
 private:

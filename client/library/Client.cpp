@@ -212,6 +212,14 @@ Result<std::vector<std::uint16_t>> Client::ListObjects() const {
     return indexes;
 }
 
+Error Client::WhyRefused(const Error& refusal, std::uint16_t index, std::uint8_t subIndex) const {
+    if (refusal.kind != ErrorKind::Closed) {
+        return refusal;
+    }
+    const Result<CompleteValue> value = ReadRecord(index, subIndex, 0, m_options.readCapacity);
+    return value && value->code == OBJ_E_INVALIDIDX ? ObjectError(OBJ_E_INVALIDIDX) : refusal;
+}
+
 Result<ObjectDescription> Client::DescribeObject(std::uint16_t index, std::uint32_t language) const {
     Result<Bytes> answer = Error{};
     // A name that does not fit is refused in the same way as an index that does not exist.
@@ -223,6 +231,10 @@ Result<ObjectDescription> Client::DescribeObject(std::uint16_t index, std::uint3
         frame.resize(s_headerSize + s_recordHead + s_objectAnswerHead + capacity);
         answer = Transact(frame);
         if (answer || answer.Error().kind != ErrorKind::Closed) {
+            break;
+        }
+        answer = WhyRefused(answer.Error(), index, 0);
+        if (answer.Error().kind != ErrorKind::Closed) {
             break;
         }
     }
@@ -259,7 +271,7 @@ Result<EntryDescription> Client::DescribeEntry(std::uint16_t index, std::uint8_t
         frame.resize(s_headerSize + s_recordHead + s_entryResultSize + infoSize);
         const Result<Bytes> answer = Transact(frame);
         if (!answer) {
-            return answer.Error();
+            return WhyRefused(answer.Error(), index, subIndex);
         }
         // The answer counts only the record's size, so the result in front of it pushes the last eight bytes out.
         if (answer->size() < s_entryResultSize + s_valueInfoSize) {

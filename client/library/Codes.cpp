@@ -84,8 +84,11 @@ std::string CodeText(Code code) {
         return row->text;
     }
     if (IsOsError(code)) {
-        // The number may also be a program's exit status; the code does not tell which.
+        // The number may also be a program's exit status, as it stands or as wait(2) gives it; the code does not tell.
         const int number = OsError(code);
+        if (number > 255) {
+            return "a program ended with status " + std::to_string(number % 256 == 0 ? number / 256 : number);
+        }
         return "the operating system reported error " + std::to_string(number) + " (" +
                std::generic_category().message(number) + "), or a program ended with status " + std::to_string(number);
     }

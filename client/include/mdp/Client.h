@@ -135,7 +135,8 @@ public:
     /// The indexes of all objects in ascending order. Wakes every module.
     Result<std::vector<std::uint16_t>> ListObjects() const;
 
-    /// An unknown index gives an error of kind Closed: the service refuses such a request without an answer.
+    /// The service refuses to describe what does not exist without an answer; a read then finds out, so that the
+    /// error is OBJ_E_INVALIDIDX.
     Result<ObjectDescription> DescribeObject(std::uint16_t index, std::uint32_t language = LanguageDefault) const;
     Result<EntryDescription> DescribeEntry(std::uint16_t index, std::uint8_t subIndex,
                                            std::uint32_t language = LanguageDefault) const;
@@ -162,6 +163,8 @@ public:
 private:
     Result<CompleteValue> ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
                                      std::uint32_t capacity) const;
+    // The cause of a description that was refused, as far as reading the entry tells it.
+    Error WhyRefused(const Error& refusal, std::uint16_t index, std::uint8_t subIndex) const;
     Result<Bytes> ListRequest(std::uint16_t listType, std::uint32_t capacity) const;
 
     ClientOptions m_options;

@@ -169,13 +169,41 @@ TEST(Client, ObjectDescriptionIsTakenFromItsOddOffsets) {
 }
 
 TEST(Client, ObjectDescriptionWithALongNameIsAskedForAgainWithMoreRoom) {
-    FakeService service({NoReply(), Reply(Hex("07 0900 01 0000000000000000 41"))});
+    FakeService service({NoReply(), Reply(Hex("0000 0810 00 00 0000000000000000 01000000 41")),
+                         Reply(Hex("07 0900 01 0000000000000000 41"))});
 
     const auto object = ClientOf(service).DescribeObject(0x1008);
 
     ASSERT_TRUE(object);
     EXPECT_EQ(object->name, "A");
-    EXPECT_EQ(service.Frames()[1].size(), 42U + 12 + 65536);
+    EXPECT_EQ(service.Frames()[2].size(), 42U + 12 + 65536);
+}
+
+TEST(Client, DescriptionOfWhatDoesNotExistGivesItsCode) {
+    const auto refuse = [](const TestBytes& frame) {
+        return frame[24] == 0 ? Reply(Hex("0000 9999 00 00 0001A6ECFFFFFFFF 00000000")) : NoReply();
+    };
+    FakeService service(refuse);
+
+    const auto object = ClientOf(service).DescribeObject(0x9999);
+    const auto entry = ClientOf(service).DescribeEntry(0x9999, 3);
+
+    ASSERT_FALSE(object);
+    EXPECT_EQ(object.Error().code, Mdp::OBJ_E_INVALIDIDX);
+    ASSERT_FALSE(entry);
+    EXPECT_EQ(entry.Error().code, Mdp::OBJ_E_INVALIDIDX);
+    EXPECT_EQ(Slice(service.Frames()[3], 24, 30), Hex("0000 9999 00 03"));
+}
+
+TEST(Client, DescriptionThatIsRefusedForAnotherReasonStaysAClosedConnection) {
+    FakeService service([](const TestBytes& frame) {
+        return frame[24] == 0 ? Reply(Hex("0000 0810 00 00 0000000000000000 01000000 41")) : NoReply();
+    });
+
+    const auto entry = ClientOf(service).DescribeEntry(0x1008, 0);
+
+    ASSERT_FALSE(entry);
+    EXPECT_EQ(entry.Error().kind, Mdp::ErrorKind::Closed);
 }
 
 TEST(Client, EntryDescriptionAsksForAccessAndReadsPastTheResult) {

@@ -1,0 +1,151 @@
+#include "Commands.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include <fmt/format.h>
+
+#include "Completion.h"
+#include "ObjectView.h"
+#include "Text.h"
+
+namespace MdpCommand {
+namespace {
+
+// What a job tells of its progress while it runs, on a terminal only, and rubbed out at its end.
+class ProgressLine {
+public:
+    explicit ProgressLine(const Streams& streams) : m_streams(streams) {}
+
+    ~ProgressLine() {
+        if (m_shown) {
+            m_streams.err << "\r\x1b[K" << std::flush;
+        }
+    }
+
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    void Show(Mdp::ServiceStatus status) {
+        if (m_streams.errIsTerminal) {
+            m_shown = true;
+            const auto progress = status.Progress();
+            m_streams.err << "\r\x1b[Krunning" << (progress ? fmt::format(", status {}", *progress) : "") << std::flush;
+        }
+    }
+
+private:
+    Streams m_streams;
+    bool m_shown = false;
+};
+
+class CallCommand : public Command {
+public:
+    void AddOptions(CLI::App& app) override {
+        AddAddress(app, "INDEX", m_address, "the service object, 0xB000 to 0xBFFF")->required();
+        auto* request = app.add_option("REQUEST", m_request, "the request; none is an empty one");
+        auto* hex = app.add_flag("--hex", m_hex, "REQUEST is hexadecimal digits");
+        app.add_option("--file", m_file, "take the request from a file, - for the standard input")
+            ->excludes(request)
+            ->excludes(hex);
+        app.add_flag("--raw", m_raw, "write the bytes of the response as they are");
+    }
+
+    int Run(const Context& context) override {
+        const std::string subject = IndexText(m_address.index);
+        if (m_address.index < 0xB000 || m_address.index > 0xBFFF || m_address.subIndex) {
+            return context.Fail(ExitUsage, subject + " is not a service object: these are 0xB000 to 0xBFFF");
+        }
+        Mdp::Result<Mdp::Bytes> request = Request();
+        if (!request) {
+            // A file of this side that cannot be read has told its errno.
+            return request.Error().systemError != 0 ? context.Fail(ExitLocal, request.Error().Message())
+                                                    : context.Fail(request.Error(), subject);
+        }
+        Mdp::Result<Mdp::ServiceResponse> response = Mdp::Error{};
+        {
+            ProgressLine line(context.streams);
+            Mdp::CallOptions options;
+            options.timeout = context.jobTimeout;
+            options.progress = [&](Mdp::ServiceStatus status) { line.Show(status); };
+            response = context.client.CallService(m_address.index, *request, options);
+        }
+        if (!response) {
+            const int status = context.Fail(response.Error(), subject);
+            return response.Error().kind == Mdp::ErrorKind::Timeout ? ExitRunning : status;
+        }
+        return Show(context, subject, *response);
+    }
+
+    std::vector<Candidate> Complete(const Context& context, const std::vector<std::string>& positionals,
+                                    const std::string& word) override {
+        if (!positionals.empty()) {
+            return {};
+        }
+        std::vector<Candidate> candidates = CompleteAddress(context, word);
+        std::erase_if(candidates, [](const Candidate& candidate) { return !candidate.text.starts_with("0xB"); });
+        return candidates;
+    }
+
+private:
+    Mdp::Result<Mdp::Bytes> Request() const {
+        if (m_file.empty()) {
+            return m_hex ? Mdp::FromHex(m_request) : Mdp::Bytes(m_request.begin(), m_request.end());
+        }
+        std::ifstream file;
+        if (m_file != "-") {
+            file.open(m_file, std::ios::binary);
+            if (!file) {
+                return Mdp::Error{Mdp::ErrorKind::Argument, 0, errno, m_file};
+            }
+        }
+        std::istream& in = m_file == "-" ? std::cin : file;
+        Mdp::Bytes bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+        if (in.bad()) {
+            return Mdp::Error{Mdp::ErrorKind::Argument, 0, EIO, m_file};
+        }
+        return bytes;
+    }
+
+    int Show(const Context& context, const std::string& subject, const Mdp::ServiceResponse& response) const {
+        const Mdp::Code code = response.FailureCode();
+        const std::string text(response.data.begin(), response.data.end());
+        if (context.json) {
+            Json json{{"index", subject}, {"status", response.status.value}};
+            if (response.status.Failed()) {
+                json["error"] = CodeJson(code);
+            }
+            json["hex"] = Mdp::ToHex(response.data);
+            if (Mdp::IsUtf8(text)) {
+                json["text"] = text;
+            }
+            context.Print(json);
+        } else if (response.status.Failed()) {
+            context.Fail({Mdp::ErrorKind::Object, code, 0, {}}, subject);
+        } else if (m_raw) {
+            context.streams.out.write(text.data(), static_cast<std::streamsize>(text.size()));
+        } else if (!text.empty()) {
+            // A text without anything to escape is one; records of numbers are easier to read as digits.
+            const bool isText = PrintableText(text) == text;
+            context.streams.out << (isText ? text : "0x" + Mdp::ToHex(response.data)) << '\n';
+        }
+        return response.status.Failed() ? ExitObject : ExitOk;
+    }
+
+    Address m_address;
+    std::string m_request;
+    std::string m_file;
+    bool m_hex = false;
+    bool m_raw = false;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeCallCommand() {
+    return std::make_unique<CallCommand>();
+}
+
+} // namespace MdpCommand
