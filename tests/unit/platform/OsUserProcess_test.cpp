@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <csignal>
 
-#include "FailingCalls.h"
 #include "TemporaryDirectory.h"
+#include "WrappedCalls.h"
 
 namespace {
 
@@ -238,7 +238,7 @@ TEST(OsUserProcessDeathTest, FailedForkGives1168AndLeavesTheReapingHeldOff) {
     const auto run = [] {
         std::uint32_t exitCode = UNWRITTEN;
         pid_t process = 0;
-        FailingCalls::FailNextFork();
+        WrappedCalls::FailNextFork();
         if (OsUserLaunchProcessInternal("/bin/sh -c true", nullptr, 0, LONG_TIME, &exitCode, &process) != 1168u) {
             _exit(1);
         }
@@ -255,7 +255,7 @@ TEST(OsUserProcessDeathTest, FailedForkGives1168AndLeavesTheReapingHeldOff) {
 TEST(OsUserProcessDeathTest, FailedForkWithoutATimeOutHoldsNothingOff) {
     const auto run = [] {
         pid_t process = 0;
-        FailingCalls::FailNextFork();
+        WrappedCalls::FailNextFork();
         if (OsUserLaunchProcessInternal("/bin/sh -c true", nullptr, 0, 0, nullptr, &process) != 1168u ||
             process != -1) {
             _exit(1);

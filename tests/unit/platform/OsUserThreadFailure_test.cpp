@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "FailingCalls.h"
+#include "WrappedCalls.h"
 #include "platform/OsUserThread.h"
 
 namespace {
@@ -14,33 +14,33 @@ std::uint32_t NeverRun(void* /*parameter*/) {
 
 TEST(OsUserThreadFailureTest, CreateGivesNullAndANullIdentifier) {
     pthread_t threadId = pthread_self();
-    FailingCalls::FailNextThreadCreation(EAGAIN);
+    WrappedCalls::FailNextThreadCreation(EAGAIN);
     testing::internal::CaptureStdout();
     EXPECT_EQ(OsUserCreateThread(nullptr, 0, NeverRun, nullptr, 0, &threadId), nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(threadId, pthread_t{});
 
-    FailingCalls::FailNextThreadCreation(EAGAIN);
+    WrappedCalls::FailNextThreadCreation(EAGAIN);
     EXPECT_EQ(OsUserCreateThread(nullptr, 0, NeverRun, nullptr, OSUSER_CREATE_SUSPENDED, nullptr), nullptr);
 }
 
 TEST(OsUserThreadFailureTest, ExtendedCreateGivesTheError) {
     _OsUserHandle* handle = nullptr;
     pthread_t threadId = pthread_self();
-    FailingCalls::FailNextThreadCreation(EAGAIN);
+    WrappedCalls::FailNextThreadCreation(EAGAIN);
     EXPECT_EQ(OsUserCreateThreadEx(0, NeverRun, nullptr, 0, &handle, &threadId, 1), EAGAIN);
     EXPECT_EQ(handle, nullptr);
     EXPECT_EQ(threadId, pthread_t{});
 
     threadId = pthread_self();
-    FailingCalls::FailNextThreadCreation(EPERM);
+    WrappedCalls::FailNextThreadCreation(EPERM);
     EXPECT_EQ(OsUserCreateThreadCpuAffinityEx(0, NeverRun, nullptr, 0, &handle, 1, &threadId, 0), EPERM);
     EXPECT_EQ(handle, nullptr);
     EXPECT_EQ(threadId, pthread_t{});
 }
 
 TEST(OsUserThreadFailureTest, NegativeResultIsTracedOnStandardOutput) {
-    FailingCalls::FailNextThreadCreation(-7);
+    WrappedCalls::FailNextThreadCreation(-7);
     testing::internal::CaptureStdout();
     EXPECT_EQ(OsUserCreateThread(nullptr, 0, NeverRun, nullptr, 0, nullptr), nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "<3>Creating non real-time thread failed (-7).\n");
