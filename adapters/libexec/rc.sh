@@ -69,11 +69,16 @@ pid_from_file() {
     fi
 }
 
-# wait_for_pid PID
-wait_for_pid() {
+# end_pid PID: ends a daemon and waits until it is gone. dhcpcd loses a signal that meets it while it reads a command, so
+# the signal is sent again every three seconds, and after thirty the daemon is not asked any more.
+end_pid() {
     printf 'Waiting for PIDS: %s' "$1"
+    tries=0 signal=TERM
     while kill -0 "$1" 2>/dev/null; do
+        [ $((tries % 30)) -ne 0 ] || kill -$signal "$1" 2>/dev/null
         sleep 0.1
+        tries=$((tries + 1))
+        [ $tries -lt 300 ] || signal=KILL
     done
     printf '.\n'
 }
