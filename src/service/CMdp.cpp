@@ -5,6 +5,7 @@
 #include "modules/ObjectGeneral.h"
 #include "modules/ObjectMemory_BSD.h"
 #include "modules/ObjectNic_BSD.h"
+#include "modules/ObjectOperatingSystem.h"
 #include "modules/ObjectSwVersions.h"
 #include "service/Logger.h"
 #include "service/RequestRecord.h"
@@ -23,6 +24,7 @@ constexpr TModule MODULES[] = {
     {General::Create, "General created."},
     {NIC::Create, "NIC created."},
     {SwVersions::Create, "Software created."},
+    {MDPOperatingSystem::Create, "OperatingSystem created."},
     {Memory::Create, "Memory created."},
 };
 
