@@ -42,8 +42,9 @@ CSection& LifeSection() {
     return *section;
 }
 
-// The dictionary that this thread is ending: modules that go to sleep then still find it.
-thread_local CObjDictionary* t_ending = nullptr;
+// The dictionary that this thread ends or cleans up. The modules that it puts to sleep find it also while it ends, and
+// their uses are not counted: the end waits for this thread, which so must never be the one to bring it about.
+thread_local CObjDictionary* t_own = nullptr;
 
 // Counts one more use if there is one already.
 bool AddUse() {
@@ -74,8 +75,11 @@ bool DropUse() {
 } // namespace
 
 CObjDictionary* CObjDictionary::QueryDictionary() {
+    if (t_own != nullptr) {
+        return t_own;
+    }
     if (AddUse()) {
-        return t_ending != nullptr ? t_ending : g_pDict.load();
+        return g_pDict.load();
     }
     {
         CSectionLock lock(LifeSection());
@@ -93,7 +97,7 @@ CObjDictionary* CObjDictionary::QueryDictionary() {
 }
 
 void CObjDictionary::ReleaseDictionary(void* /*dictionary*/) {
-    if (DropUse()) {
+    if (t_own != nullptr || DropUse()) {
         return;
     }
     CObjDictionary* ending = nullptr;
@@ -105,9 +109,9 @@ void CObjDictionary::ReleaseDictionary(void* /*dictionary*/) {
         // The last use is kept until the end: whoever comes meanwhile finds no dictionary and makes none.
         ending = g_pDict.exchange(nullptr);
     }
-    t_ending = ending;
+    t_own = ending;
     delete ending;
-    t_ending = nullptr;
+    t_own = nullptr;
 
     CSectionLock lock(LifeSection());
     if (InterlockedDecrement(&nRef) == 0) {
@@ -152,10 +156,15 @@ CObjDictionary::~CObjDictionary() {
     {
         CExclusiveHold hold(*this);
         OsUserResetEvent(m_cleanupEvent.get());
-        for (const auto& [slot, activator] : m_activators) {
+        for (auto& [slot, activator] : m_activators) {
             activator->Deactivate();
+            activator.Reset();
         }
         m_activators.clear();
+        // One by one: the map's own way of clearing itself keeps no order.
+        for (auto& [index, object] : m_objects) {
+            object.Reset();
+        }
         m_objects.clear();
     }
     m_cleanupEvent.reset();
@@ -312,6 +321,7 @@ ObjResult CObjDictionary::RegisterObject(CObj0x8nn0* header) {
 ObjResult CObjDictionary::SetModuleActivator(unsigned char slot, CModuleActivator* activator) {
     // A plain count, not a CRef: refusing must not delete an activator that its maker still owns.
     InterlockedIncrement(&activator->m_refCount);
+    CSharedHold hold(*this); // a cleanup pass walks the map
     CSectionLock lock(m_mapSection);
     CRef<CModuleActivator>& entry = m_activators[slot];
     if (entry) {
@@ -350,9 +360,13 @@ void CObjDictionary::StopCleanupTimer() {
 
 std::uint32_t CObjDictionary::CleanupRoutine(void* dictionary) {
     auto* self = static_cast<CObjDictionary*>(dictionary);
+    t_own = self;
     for (;;) {
-        if (OsUserWaitForSingleObject(self->m_cleanupEvent.get(), CLEANUP_POLL_MS) != OSUSER_WAIT_OBJECT_0) {
-            continue;
+        while (OsUserWaitForSingleObject(self->m_cleanupEvent.get(), CLEANUP_POLL_MS) != OSUSER_WAIT_OBJECT_0) {
+            // A pass that ran while the stop came has reset the event that was to end this wait.
+            if (OsUserWaitForSingleObject(self->m_stopEvent.get(), 0) == OSUSER_WAIT_OBJECT_0) {
+                return 0;
+            }
         }
         const std::uint32_t quarter = self->InactivityLimit() / 4;
         const std::uint32_t pause = quarter > CLEANUP_POLL_MS ? quarter : CLEANUP_POLL_MS;
@@ -377,7 +391,12 @@ void CObjDictionary::CheckCleanup() {
             ++at;
             continue;
         }
-        activator.Deactivate();
+        if (IsError(activator.Deactivate())) {
+            // It stays awake; the next pass tries again.
+            ++awake;
+            ++at;
+            continue;
+        }
         // Requests get in between two modules, and may wake one again: the walk starts anew.
         UnaccessExcl();
         sched_yield();

@@ -54,12 +54,12 @@ constexpr const char* RELEASE_FILE = "/etc/os-release.d/666-vth";
 constexpr std::string_view RELEASE_KEY = "ZMBSD_BUILD=";
 constexpr std::size_t RELEASE_TEXT_SIZE = 255;
 
-// Adds a single variable with one item.
-void AddVariable(CObjDictionary& dictionary, unsigned short index, TItemRow row) {
-    auto* object = new CObject;
+// Adds a single variable with one item. Where the index is taken the earlier object stays and this one goes.
+void AddVariable(CObjDictionary& dictionary, unsigned short index, const TItemRow& row) {
+    const CRef<CObject> object(new CObject);
     object->Init(index, OBJCODE_VARIABLE, 0);
     AppendItems(*object, {row});
-    dictionary.AddObject(object);
+    dictionary.AddObject(object.Get());
 }
 
 std::string HardwareVersion() {
@@ -107,9 +107,9 @@ ObjResult Create() {
                     {0, TEXT_MARK, 502, nullptr, nullptr, HardwareVersion()});
         AddVariable(*dictionary.Get(), INDEX_SOFTWARE_VERSION,
                     {0, TEXT_MARK, 503, nullptr, nullptr, SoftwareVersion()});
-        auto* identity = new CObj0x1018;
+        const CRef<CObj0x1018> identity(new CObj0x1018);
         identity->Init();
-        dictionary->AddObject(identity);
+        dictionary->AddObject(identity.Get());
         AddVariable(*dictionary.Get(), INDEX_SERIAL_NUMBER, {0, TEXT_MARK, 504, nullptr, nullptr, SerialNumber()});
     }
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==Namespace General::Create()");

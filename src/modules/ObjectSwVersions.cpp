@@ -46,15 +46,15 @@ ObjResult Create() {
             return OBJ_E_NOERR;
         }
         base = dictionary->GetNextFree0x8nn0Slot();
-        auto* header = new CObj0x8nn0;
+        const CRef<CObj0x8nn0> header(new CObj0x8nn0);
         header->Init(base, MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
-        dictionary->AddObject(header);
-        dictionary->RegisterObject(header);
+        dictionary->AddObject(header.Get());
+        dictionary->RegisterObject(header.Get());
         for (const TTable& table : TABLES) {
-            auto* object = new CObjectRecord;
+            const CRef<CObjectRecord> object(new CObjectRecord);
             object->Init(DataIndex(base, table.k), OBJCODE_RECORD, 0);
             object->SetNameId(table.objectTextId);
-            dictionary->AddObject(object);
+            dictionary->AddObject(object.Get());
         }
     }
     return EnumPackages(base);

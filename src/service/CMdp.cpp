@@ -48,8 +48,9 @@ bool HasDeclaredLength(const CRequestRecord& request, unsigned int cbRecord) {
 }
 
 void WaitForService(CObjDictionary& dictionary, unsigned short index) {
+    // A status that cannot be read keeps its last value.
+    unsigned char status = 0;
     for (int round = 0; round < SERVICE_WAIT_ROUNDS; ++round) {
-        unsigned char status = 0;
         dictionary.ReadObject(index, SERVICE_SUB_STATUS, &status, sizeof status, 0, nullptr);
         if (status < SERVICE_RUNNING) {
             return;

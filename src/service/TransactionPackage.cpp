@@ -145,14 +145,13 @@ ObjResult PipeCommunication::ExtractPipeTransactionPackage(_tagTPipeTransact* fr
 
     if (areas.cbWrite != 0) {
         const ObjResult result = CMdp::MDP_Write(areas.cbWrite, areas.request);
-        if (result != OBJ_E_NOERR) {
-            return result;
-        }
-        if (areas.cbRead == 0 || IsReadSkipped(frame->bytes, cbData, writeOffset)) {
-            CRequestRecord(areas.request).SetLength(0);
+        if (result != OBJ_E_NOERR || areas.cbRead == 0 || IsReadSkipped(frame->bytes, cbData, writeOffset)) {
+            if (areas.cbWrite >= CRequestRecord::HEAD_SIZE) {
+                CRequestRecord(areas.request).SetLength(0);
+            }
             *replyOffset = static_cast<unsigned int>(writeOffset);
             *replyLength = CRequestRecord::HEAD_SIZE;
-            return OBJ_E_NOERR;
+            return result;
         }
     }
     *replyOffset = static_cast<unsigned int>(readOffset);
