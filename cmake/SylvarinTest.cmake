@@ -19,14 +19,14 @@ function(sylvarin_test NAME)
     add_executable(${NAME} ${arg_SOURCES})
     target_link_libraries(${NAME} PRIVATE sylvarin_core sylvarin_options ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
     target_compile_definitions(${NAME} PRIVATE ${arg_DEFINITIONS})
-    set(labels unit)
+    set(label unit)
     if(arg_CONCURRENCY)
-        list(APPEND labels concurrency)
+        set(label unit-concurrency) # one word: a list would not survive gtest_discover_tests
     endif()
     gtest_discover_tests(${NAME}
         TEST_PREFIX "${SYLVARIN_TEST_PREFIX}"
         DISCOVERY_MODE PRE_TEST
-        PROPERTIES LABELS "${labels}" TIMEOUT 120)
+        PROPERTIES LABELS ${label} TIMEOUT 120)
 endfunction()
 
 # sylvarin_machine_test(NAME SOURCES file... [LIBRARIES target...])
