@@ -1,0 +1,64 @@
+// tzsetup: the zone of the machine.
+#include <gtest/gtest.h>
+
+#include "AdapterRun.h"
+
+namespace {
+
+TRun SetZone(const std::string& zone) {
+    return RunAdapter({"/usr/sbin/tzsetup", zone});
+}
+
+} // namespace
+
+TEST(Tzsetup, CopiesTheZonesFileAndNotesItsName) {
+    for (const std::string zone : {"Europe/Berlin", "UTC"}) {
+        const TRun run = SetZone(zone);
+
+        EXPECT_EQ("", run.output + run.error);
+        EXPECT_EQ(0, run.status);
+        EXPECT_EQ("regular file 444", Shell("stat -c '%F %a' /etc/localtime"));
+        EXPECT_EQ(ReadText("/usr/share/zoneinfo/" + zone), ReadText("/etc/localtime"));
+        EXPECT_EQ(zone + "\n", ReadText("/var/db/zoneinfo"));
+    }
+}
+
+TEST(Tzsetup, LeavesTheZonesFileBehindALinkAlone) {
+    Shell("ln -sf /usr/share/zoneinfo/Asia/Tokyo /etc/localtime");
+    const std::string before = ReadText("/usr/share/zoneinfo/Asia/Tokyo");
+
+    EXPECT_EQ(0, SetZone("Europe/Berlin").status);
+
+    EXPECT_EQ(before, ReadText("/usr/share/zoneinfo/Asia/Tokyo"));
+    EXPECT_EQ("CET", Shell("env -u TZ date -d 2026-01-01 +%Z"));
+}
+
+TEST(Tzsetup, KeepsDebiansNoteOfTheZone) {
+    WriteText("/etc/timezone", "Etc/UTC\n");
+
+    SetZone("Europe/Berlin");
+
+    EXPECT_EQ("Europe/Berlin\n", ReadText("/etc/timezone"));
+}
+
+TEST(Tzsetup, RefusesAZoneThatIsNotThere) {
+    SetZone("UTC");
+
+    const TRun run = SetZone("No/Such");
+
+    EXPECT_EQ("", run.output);
+    EXPECT_EQ("Could not open /usr/share/zoneinfo/No/Such: No such file or directory\n", run.error);
+    EXPECT_EQ(1, run.status);
+    EXPECT_EQ(1, SetZone("Europe").status);
+    EXPECT_EQ(1, SetZone("").status);
+    EXPECT_EQ(1, SetZone("$(touch /tmp/called)").status);
+    EXPECT_EQ("UTC\n", ReadText("/var/db/zoneinfo"));
+    EXPECT_EQ("", Shell("ls /tmp/called 2>/dev/null"));
+}
+
+TEST(Tzsetup, ShowsItsUsage) {
+    const TRun run = RunAdapter({"/usr/sbin/tzsetup"});
+
+    EXPECT_EQ("usage: tzsetup [-nrs] [zoneinfo_name]\n", run.error);
+    EXPECT_EQ(1, run.status);
+}
