@@ -4,6 +4,7 @@
 
 #include "platform/OsUserAddEvent.h"
 #include "platform/OsUserEvent.h"
+#include "platform/OsUserFileHandle.h"
 #include "platform/OsUserHandleImpl.h"
 #include "platform/OsUserMutex.h"
 #include "platform/OsUserMutexLock.h"
@@ -46,6 +47,8 @@ bool _OsUserHandle::RemoveAdditionalEvent(_OsUserAddEvent* add) {
 
 std::int32_t OsUserCloseHandle(_OsUserHandle* handle) {
     switch (handle != nullptr ? handle->m_kind : 0) {
+    case OSUSER_KIND_FILE:
+        return OsUserCloseFile(handle);
     case OSUSER_KIND_THREAD:
         return OsUserCloseThreadHandle(handle);
     case OSUSER_KIND_EVENT:

@@ -1,11 +1,14 @@
 #include "WrappedCalls.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 namespace {
@@ -26,6 +29,9 @@ std::optional<std::time_t> s_time;
 std::optional<std::optional<std::string>> s_uname;
 std::optional<TPopen> s_popen;
 std::optional<TSetTimeOfDay> s_setTimeOfDay;
+std::string* s_openPath = nullptr;
+int s_flockError = 0;
+WrappedCalls::TIoctl* s_ioctl = nullptr;
 
 } // namespace
 
@@ -55,6 +61,18 @@ void CatchNextSetTimeOfDay(timeval* time, bool fails) {
     s_setTimeOfDay = TSetTimeOfDay{time, fails};
 }
 
+void CatchNextOpen(std::string* path) {
+    s_openPath = path;
+}
+
+void FailNextFlock(int error) {
+    s_flockError = error;
+}
+
+void AnswerNextIoctl(TIoctl* call) {
+    s_ioctl = call;
+}
+
 } // namespace WrappedCalls
 
 // The linker leads the calls here.
@@ -71,6 +89,12 @@ std::FILE* __real_popen(const char* command, const char* mode);
 std::FILE* __wrap_popen(const char* command, const char* mode);
 int __real_settimeofday(const timeval* time, const void* zone);
 int __wrap_settimeofday(const timeval* time, const void* zone);
+int __real_open(const char* path, int flags, ...);
+int __wrap_open(const char* path, int flags, ...);
+int __real_flock(int descriptor, int operation);
+int __wrap_flock(int descriptor, int operation);
+int __real_ioctl(int descriptor, unsigned long request, ...);
+int __wrap_ioctl(int descriptor, unsigned long request, ...);
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
                           void* argument) {
@@ -130,5 +154,41 @@ int __wrap_settimeofday(const timeval* time, const void* zone) {
         return -1;
     }
     return 0;
+}
+
+int __wrap_open(const char* path, int flags, ...) {
+    if (std::string* caught = std::exchange(s_openPath, nullptr)) {
+        *caught = path;
+        errno = ENOENT;
+        return -1;
+    }
+    va_list arguments;
+    va_start(arguments, flags);
+    const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0;
+    va_end(arguments);
+    return __real_open(path, flags, mode);
+}
+
+int __wrap_flock(int descriptor, int operation) {
+    if (const int error = std::exchange(s_flockError, 0); error != 0) {
+        errno = error;
+        return -1;
+    }
+    return __real_flock(descriptor, operation);
+}
+
+int __wrap_ioctl(int descriptor, unsigned long request, ...) {
+    va_list arguments;
+    va_start(arguments, request);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    WrappedCalls::TIoctl* call = std::exchange(s_ioctl, nullptr);
+    if (call == nullptr) {
+        return __real_ioctl(descriptor, request, argument);
+    }
+    call->request = request;
+    std::memcpy(call->received, argument, sizeof call->received);
+    std::memcpy(argument, call->answer, sizeof call->answer);
+    return call->result;
 }
 }

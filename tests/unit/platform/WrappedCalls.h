@@ -27,4 +27,20 @@ void RedirectNextPopen(const std::string& command, std::string* meant);
 // The next settimeofday only stores its time there, and fails with EPERM when `fails` is set.
 void CatchNextSetTimeOfDay(timeval* time, bool fails);
 
+// The next open fails with ENOENT; gives a place for the path that was meant.
+void CatchNextOpen(std::string* path);
+
+// The next flock fails with this error.
+void FailNextFlock(int error);
+
+// The next ioctl gets this answer and copies its 32 bytes of argument to and fro.
+struct TIoctl {
+    int result = 0;
+    unsigned long request = 0;
+    unsigned char received[32] = {};
+    unsigned char answer[32] = {};
+};
+
+void AnswerNextIoctl(TIoctl* call);
+
 } // namespace WrappedCalls
