@@ -80,6 +80,22 @@ TEST_F(ExamplesTest, PythonClientWritesAnEntryAndTellsTheCodeOfARefusal) {
                                       "read of 8000:1: refused None\n");
 }
 
+TEST_F(ExamplesTest, PythonClientRunsAServiceAndTakesItsFailure) {
+    // Without DHCP there is nothing to renew, and the service ends well; a record of 5 bytes cannot be used.
+    const std::string script = "python3 -c 'import sys; sys.path.insert(0, \"" SYLVARIN_EXAMPLES "\")\n"
+                               "import mdp_client\n"
+                               "client = mdp_client.MdpClient()\n"
+                               "header = next(header for header, kind, _ in client.modules() if kind == 2)\n"
+                               "service = 0xB000 | header & 0x0FF0\n"
+                               "print(client.call(service, b\"\"))\n"
+                               "try:\n"
+                               "    client.call(service + 1, b\"12345\")\n"
+                               "except mdp_client.MdpError as error:\n"
+                               "    print(error.code == 0xECA60106)\n"
+                               "'";
+    EXPECT_EQ(Execute(script).output, "b''\nTrue\n");
+}
+
 TEST_F(ExamplesTest, PythonClientFailsWithAMessageWithoutAService) {
     const Outcome outcome = Execute(s_python + " --socket /tmp/no-such-socket");
     EXPECT_EQ(outcome.status, 1);
