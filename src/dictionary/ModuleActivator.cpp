@@ -1,17 +1,17 @@
 #include "dictionary/ModuleActivator.h"
 
-#include <ctime>
+#include "platform/OsUserTime.h"
 
 namespace {
 
 constexpr std::uint64_t FILETIME_UNITS_PER_MS = 10000;
 
-// The system time as file time, units of 100 ns since 1601.
 std::uint64_t SystemFileTime() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<std::uint64_t>(now.tv_sec) * 10000000 + static_cast<std::uint64_t>(now.tv_nsec) / 100 +
-           116444736000000000;
+    _SYSTEMTIME now;
+    _FILETIME fileTime = 0;
+    OsUserGetSystemTime(&now);
+    OsUserSystemTimeToFileTime(&now, &fileTime);
+    return fileTime;
 }
 
 } // namespace

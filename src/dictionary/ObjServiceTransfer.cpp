@@ -1,15 +1,16 @@
 #include "dictionary/ObjServiceTransfer.h"
 
 #include <cstring>
+#include <limits>
 #include <memory>
+#include <new>
 
 #include "dictionary/ItemTable.h"
+#include "dictionary/ObjDictionary.h"
 #include "dictionary/ObjHelper.h"
 #include "platform/OsUserThread.h"
 
 namespace {
-
-constexpr unsigned int RESPONSE_HEAD = 2; // status at the end of the job, status while it runs
 
 // What a worker thread is given.
 struct TWork {
@@ -93,14 +94,51 @@ void CObjServiceTransfer::SetProgress(unsigned char value) {
     WriteState(value == 0 ? STATUS_RUNNING : static_cast<unsigned char>(value * 100));
 }
 
+bool CObjServiceTransfer::TOutcome::Allocate(std::size_t capacity) {
+    if (capacity > std::numeric_limits<std::uint32_t>::max() - RESPONSE_HEAD) {
+        return false;
+    }
+    response.reset(new (std::nothrow) unsigned char[capacity + RESPONSE_HEAD]);
+    return response != nullptr;
+}
+
+void CObjServiceTransfer::RunJob(
+    const std::function<ObjResult(std::span<const unsigned char> request, TOutcome& outcome)>& work,
+    unsigned int codeSize) {
+    TOutcome outcome;
+    ObjResult code = OBJ_E_UNEXPECTED;
+    CDictionaryRef dictionary;
+    CSectionLock lock(Section());
+    if (dictionary) {
+        code = work(Request(), outcome);
+    }
+    if (IsError(code) || outcome.response == nullptr) {
+        const std::uint64_t wideCode = code;
+        Finish(IsError(code) ? 1 : 0, &wideCode, codeSize);
+        return;
+    }
+    Finish(0, std::move(outcome));
+}
+
 void CObjServiceTransfer::Finish(int error, const void* data, unsigned int size) {
-    if (data == nullptr) {
-        size = 0;
+    TOutcome outcome;
+    if (data != nullptr && outcome.Allocate(size)) {
+        outcome.size = size;
+        std::memcpy(outcome.Data(), data, size);
     }
+    Finish(error, std::move(outcome));
+}
+
+void CObjServiceTransfer::Finish(int error, TOutcome outcome) {
     unsigned char status = error == 0 ? STATUS_DONE : STATUS_FAILED;
-    if (data != nullptr) {
+    if (outcome.response != nullptr) {
         ++status;
+    } else if (!outcome.Allocate(0)) {
+        return;
     }
+    outcome.response[0] = status;
+    outcome.response[1] = 0;
+
     CSectionLock lock(Section());
     TInfoItem* statusItem = GetItem(SUB_STATUS);
     TInfoItem* response = GetItem(SUB_RESPONSE);
@@ -109,12 +147,6 @@ void CObjServiceTransfer::Finish(int error, const void* data, unsigned int size)
     }
     statusItem->data[0] = status;
     DeallocateBuffer(response);
-    if (AllocateBuffer(response, size + RESPONSE_HEAD) != OBJ_E_NOERR) {
-        return;
-    }
-    response->data[0] = status;
-    response->data[1] = 0;
-    if (size != 0) {
-        std::memcpy(response->data + RESPONSE_HEAD, data, size);
-    }
+    response->data = outcome.response.release();
+    response->size = outcome.size + RESPONSE_HEAD;
 }

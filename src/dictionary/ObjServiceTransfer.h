@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
+#include <memory>
 #include <span>
 
 #include "dictionary/ObjectRecord.h"
@@ -38,9 +40,30 @@ protected:
     void WriteState(unsigned char state);
     // Tells a progress; see the definition for what clients read.
     void SetProgress(unsigned char value);
+    // Bytes of a response in front of the outcome's data.
+    static constexpr unsigned int RESPONSE_HEAD = 2; // status at the end of the job, status while it runs
+
+    // An outcome that is built where it will lie: `size` bytes of data behind room for the head.
+    struct TOutcome {
+        std::unique_ptr<unsigned char[]> response;
+        unsigned int size = 0;
+
+        // Room for an outcome of up to `capacity` bytes, which are not set. False where memory is short.
+        bool Allocate(std::size_t capacity);
+
+        unsigned char* Data() { return response.get() + RESPONSE_HEAD; }
+    };
+
+    // A job that holds the section from start to end: `work` takes the request and gives the code, and the outcome
+    // where there is one. A failure ends the service with the code as its data, in `codeSize` bytes.
+    void RunJob(const std::function<ObjResult(std::span<const unsigned char> request, TOutcome& outcome)>& work,
+                unsigned int codeSize = sizeof(ObjResult));
+
     // Ends the job: `error` nonzero for a failure, `data` of `size` bytes or null as its outcome. By convention the
     // data of a failure are its code.
     void Finish(int error, const void* data, unsigned int size);
+    // The same for an outcome with data, which becomes the response without a copy.
+    void Finish(int error, TOutcome outcome);
 
 private:
     static ObjResult _statOnWrite(TInfoItem* item, unsigned short index, unsigned char subIndex, void* data,

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "modules/ObjectFSO.h"
 #include "modules/ObjectGeneral.h"
 #include "modules/ObjectMemory_BSD.h"
 #include "modules/ObjectNic_BSD.h"
@@ -24,6 +25,7 @@ constexpr TModule MODULES[] = {
     {General::Create, "General created."},
     {NIC::Create, "NIC created."},
     {SwVersions::Create, "Software created."},
+    {FSO::Create, "FileSystemObject FSO created."},
     {MDPOperatingSystem::Create, "OperatingSystem created."},
     {Memory::Create, "Memory created."},
 };

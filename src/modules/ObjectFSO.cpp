@@ -1,0 +1,461 @@
+#include "modules/ObjectFSO.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include "dictionary/ObjDictionary.h"
+#include "platform/LittleEndian.h"
+#include "platform/OsUserFile.h"
+#include "platform/OsUserFindFile.h"
+#include "platform/OsUserSystem.h"
+
+namespace FSO {
+
+namespace {
+
+constexpr unsigned short MODULE_TYPE = 16;
+constexpr const char* MODULE_NAME = "FSO";
+constexpr std::int64_t TEXT_ID_MODULE = 1030;
+
+constexpr ObjResult NOTHING_FOUND = OsResult(ENOENT);
+
+// Sizes of the fixed heads of the records.
+constexpr std::size_t LIST_HEAD = 24;
+constexpr std::size_t DIRECTORY_ENTRY_HEAD = 8;
+constexpr std::size_t FILE_ENTRY_HEAD = 20;
+constexpr std::size_t READ_HEAD = 12;
+
+constexpr std::uint32_t COPY_FLAG_COPY = 1; // clear: move
+constexpr std::uint32_t COPY_FLAG_OVERWRITE = 2;
+
+constexpr unsigned int ATTRIBUTE_READONLY = 1;
+constexpr mode_t MODE_EXECUTE = 0111;
+constexpr mode_t MODE_READONLY = 0444;
+constexpr mode_t MODE_WRITABLE = 0664;
+
+// Longest path that a recursive deletion forms, with its end mark.
+constexpr std::size_t DELETE_PATH_SIZE = 1022;
+
+ObjResult LastError() {
+    return OsResult(static_cast<std::uint32_t>(OsUserGetLastError()));
+}
+
+bool IsDirectory(const _WIN32_FIND_DATAA& entry) {
+    // Meant: the attribute word of sockets, devices and pipes has all bits set, so they count as directories.
+    return (entry.dwFileAttributes & OSUSER_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool IsDotEntry(const _WIN32_FIND_DATAA& entry) {
+    return std::strcmp(entry.cFileName, ".") == 0 || std::strcmp(entry.cFileName, "..") == 0;
+}
+
+// A search that ends with its scope.
+class CSearch {
+public:
+    CSearch(const char* pattern, _WIN32_FIND_DATAA& entry) : m_handle(OsUserFindFirstFile(pattern, &entry)) {}
+
+    ~CSearch() { OsUserFindClose(m_handle); }
+
+    CSearch(const CSearch&) = delete;
+    CSearch& operator=(const CSearch&) = delete;
+
+    explicit operator bool() const { return m_handle != nullptr; }
+
+    bool Next(_WIN32_FIND_DATAA& entry) { return OsUserFindNextFile(m_handle, &entry) != 0; }
+
+private:
+    TFindHandle* m_handle;
+};
+
+// Paths are C texts below: they end at the first zero byte.
+std::string TakePath(CRecordReader& record, std::uint32_t length) {
+    const std::string path = record.TakeText(length);
+    return path.c_str();
+}
+
+// Writes the directory entries or the file entries of a listing, each with the offset of the next, 0 in the last.
+class CListWriter {
+public:
+    explicit CListWriter(unsigned char* record) : m_record(record) {}
+
+    void PutDirectories(const std::vector<_WIN32_FIND_DATAA>& entries) {
+        for (const _WIN32_FIND_DATAA& entry : entries) {
+            const std::size_t length = std::strlen(entry.cFileName);
+            unsigned char* at = m_record + m_offset;
+            PutNext(at, DIRECTORY_ENTRY_HEAD + length, &entry == &entries.back());
+            StoreLe(at + 4, static_cast<std::uint32_t>(length));
+            std::memcpy(at + DIRECTORY_ENTRY_HEAD, entry.cFileName, length);
+        }
+    }
+
+    void PutFiles(const std::vector<_WIN32_FIND_DATAA>& entries) {
+        for (const _WIN32_FIND_DATAA& entry : entries) {
+            const std::size_t length = std::strlen(entry.cFileName);
+            unsigned char* at = m_record + m_offset;
+            PutNext(at, FILE_ENTRY_HEAD + length, &entry == &entries.back());
+            StoreLe(at + 4, std::uint64_t{entry.nFileSizeHigh} << 32 | entry.nFileSizeLow);
+            StoreLe(at + 16, static_cast<std::uint32_t>(length));
+            std::memcpy(at + FILE_ENTRY_HEAD, entry.cFileName, length);
+        }
+    }
+
+private:
+    void PutNext(unsigned char* at, std::size_t size, bool isLast) {
+        m_offset += size;
+        StoreLe(at, isLast ? 0U : static_cast<std::uint32_t>(m_offset));
+    }
+
+    unsigned char* m_record;
+    std::size_t m_offset = LIST_HEAD;
+};
+
+std::size_t ListSize(const std::vector<_WIN32_FIND_DATAA>& entries, std::size_t entryHead) {
+    std::size_t size = 0;
+    for (const _WIN32_FIND_DATAA& entry : entries) {
+        size += entryHead + std::strlen(entry.cFileName);
+    }
+    return size;
+}
+
+ObjResult CopyOrMove(std::span<const unsigned char> request) {
+    CRecordReader record(request);
+    const auto sourceLength = record.Take<std::uint32_t>();
+    const auto destinationLength = record.Take<std::uint32_t>();
+    const auto flags = record.Take<std::uint32_t>();
+    const std::string source = TakePath(record, sourceLength);
+    const std::string destination = TakePath(record, destinationLength);
+    if (record.Failed()) {
+        return OBJ_E_INVALIDDATA;
+    }
+    const bool overwrite = (flags & COPY_FLAG_OVERWRITE) != 0;
+    bool done = false;
+    if ((flags & COPY_FLAG_COPY) != 0) {
+        done = OsUserCopyFile(source.c_str(), destination.c_str(), overwrite ? 0 : 1) != 0;
+    } else {
+        if (overwrite) {
+            OsUserDeleteFile(destination.c_str());
+        }
+        done = OsUserMoveFile(source.c_str(), destination.c_str(), 0) != 0;
+    }
+    return done ? OBJ_E_NOERR : LastError();
+}
+
+ObjResult Delete(std::span<const unsigned char> request) {
+    CRecordReader record(request);
+    const auto length = record.Take<std::uint32_t>();
+    const auto recursive = record.Take<std::uint32_t>();
+    const std::string path = TakePath(record, length);
+    if (record.Failed()) {
+        return OBJ_E_INVALIDDATA;
+    }
+    if (path.empty()) {
+        return OBJ_E_INVALIDARG;
+    }
+
+    struct stat status {};
+
+    if (stat(path.c_str(), &status) != 0) {
+        return LastError();
+    }
+    bool done = false;
+    if (S_ISDIR(status.st_mode)) {
+        done = recursive != 0 ? DeleteDirectory(path.c_str()) : OsUserRemoveDirectory(path.c_str()) != 0;
+    } else if (S_ISREG(status.st_mode)) {
+        done = OsUserDeleteFile(path.c_str()) != 0;
+    }
+    return done ? OBJ_E_NOERR : OBJ_E_FAILED;
+}
+
+ObjResult CreateOneDirectory(const std::string& path) {
+    return OsUserCreateDirectory(path.c_str()) != 0 ? OBJ_E_NOERR : LastError();
+}
+
+ObjResult MakeDirectory(std::span<const unsigned char> request) {
+    CRecordReader record(request);
+    const auto length = record.Take<std::uint32_t>();
+    const auto recursive = record.Take<std::uint32_t>();
+    std::string path = TakePath(record, length);
+    if (record.Failed()) {
+        return OBJ_E_INVALIDDATA;
+    }
+    if (recursive == 0 || path.empty()) {
+        return CreateOneDirectory(path);
+    }
+    // The last prefix decides: earlier ones mostly fail because they exist, the empty one in front of a leading slash
+    // always does.
+    ObjResult result = OBJ_E_NOERR;
+    for (std::size_t at = 0; at < path.size(); ++at) {
+        at = std::min(path.find_first_of("\\/", at), path.size());
+        result = CreateOneDirectory(path.substr(0, at));
+        if (at < path.size()) {
+            path[at] = '/';
+        }
+    }
+    return result;
+}
+
+// The services in the order of their indexes.
+struct TService {
+    CObjServiceTransfer* (*make)();
+    std::int64_t textId;
+};
+
+template <typename T>
+CObjServiceTransfer* Make() {
+    return new T;
+}
+
+constexpr TService SERVICES[] = {
+    {Make<CObj0xBnn0>, 1031}, {Make<CObj0xBnn1>, 1032}, {Make<CObj0xBnn2>, 1033},
+    {Make<CObj0xBnn3>, 1034}, {Make<CObj0xBnn4>, 1035}, {Make<CObj0xBnn5>, 1036},
+};
+
+} // namespace
+
+ObjResult Create() {
+    CDictionaryRef dictionary;
+    if (!dictionary) {
+        return OBJ_E_NOERR;
+    }
+    const unsigned short slot = dictionary->GetNextFree0x8nn0Slot();
+    auto* header = new CObj0x8nn0;
+    header->Init(slot, MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
+    dictionary->AddObject(header);
+    dictionary->RegisterObject(header);
+    unsigned int k = 0;
+    for (const TService& service : SERVICES) {
+        CObjServiceTransfer* object = service.make();
+        object->Init(ServiceIndex(slot, k++));
+        object->SetNameId(service.textId);
+        dictionary->AddObject(object);
+    }
+    return OBJ_E_NOERR;
+}
+
+bool DeleteDirectory(const char* path) {
+    char name[DELETE_PATH_SIZE];
+    bool done = true;
+    std::snprintf(name, sizeof name, "%s/*", path);
+    {
+        _WIN32_FIND_DATAA entry;
+        CSearch search(name, entry);
+        bool more = static_cast<bool>(search);
+        for (; more; more = search.Next(entry)) {
+            if (IsDotEntry(entry)) {
+                continue;
+            }
+            // A name that does not fit would be another one.
+            if (std::snprintf(name, sizeof name, "%s/%s", path, entry.cFileName) >= static_cast<int>(sizeof name)) {
+                done = false;
+                continue;
+            }
+            if ((entry.dwFileAttributes & ATTRIBUTE_READONLY) != 0) {
+                done &= SetFileAttributes(name, 0) != 0;
+            }
+            done &= IsDirectory(entry) ? DeleteDirectory(name) : OsUserDeleteFile(name) != 0;
+        }
+    }
+    return OsUserRemoveDirectory(path) != 0 && done;
+}
+
+int SetFileAttributes(const char* path, unsigned int attributes) {
+    struct stat status {};
+
+    if (stat(path, &status) != 0) {
+        return 0;
+    }
+    const mode_t mode = (attributes & ATTRIBUTE_READONLY) != 0 ? MODE_READONLY : MODE_WRITABLE;
+    return chmod(path, (status.st_mode & MODE_EXECUTE) | mode) == 0 ? 1 : 0;
+}
+
+void CObj0xBnn0::DoWork(void* /*argument*/) {
+    RunJob([this](auto request, TOutcome& outcome) { return List(request, outcome); });
+}
+
+ObjResult CObj0xBnn0::List(std::span<const unsigned char> request, TOutcome& outcome) {
+    CRecordReader record(request);
+    const auto length = record.Take<std::uint32_t>();
+    const std::string pattern = TakePath(record, length);
+    if (record.Failed()) {
+        return OBJ_E_INVALIDDATA;
+    }
+    SetProgress(1);
+    if (pattern.empty()) {
+        return OBJ_E_INVALIDARG;
+    }
+    std::vector<_WIN32_FIND_DATAA> directories;
+    std::vector<_WIN32_FIND_DATAA> files;
+    {
+        _WIN32_FIND_DATAA entry;
+        CSearch search(pattern.c_str(), entry);
+        bool more = static_cast<bool>(search);
+        for (; more; more = search.Next(entry)) {
+            if (!IsDirectory(entry)) {
+                files.push_back(entry);
+            } else if (!IsDotEntry(entry)) {
+                directories.push_back(entry);
+            }
+        }
+    }
+    if (directories.empty() && files.empty()) {
+        return NOTHING_FOUND;
+    }
+
+    SetProgress(10);
+    const std::size_t directoriesSize = ListSize(directories, DIRECTORY_ENTRY_HEAD);
+    const std::size_t size = LIST_HEAD + directoriesSize + ListSize(files, FILE_ENTRY_HEAD);
+    if (!outcome.Allocate(size)) {
+        return OBJ_E_OUTOFMEMORY;
+    }
+    outcome.size = static_cast<unsigned int>(size);
+    const std::size_t firstFile = LIST_HEAD + directoriesSize;
+    const std::uint32_t head[LIST_HEAD / sizeof(std::uint32_t)] = {
+        0,
+        outcome.size,
+        static_cast<std::uint32_t>(directories.size()),
+        static_cast<std::uint32_t>(files.size()),
+        directories.empty() ? 0 : static_cast<std::uint32_t>(LIST_HEAD),
+        files.empty() ? 0 : static_cast<std::uint32_t>(firstFile),
+    };
+    std::memset(outcome.Data(), 0, size); // the reserved fields stay so
+    std::memcpy(outcome.Data(), head, sizeof head);
+    SetProgress(30);
+    CListWriter writer(outcome.Data());
+    writer.PutDirectories(directories);
+    SetProgress(60);
+    writer.PutFiles(files);
+    SetProgress(90);
+    return OBJ_E_NOERR;
+}
+
+std::uint32_t CObj0xBnnXHandle::GetNextHandle() {
+    ++nextHandle;
+    return nextHandle != 0 ? nextHandle : 1;
+}
+
+std::uint32_t CObj0xBnnXHandle::SetHandle(std::FILE* stream) {
+    file = stream;
+    currentHandle = 0;
+    if (stream != nullptr) {
+        nextHandle = GetNextHandle();
+        currentHandle = nextHandle;
+    }
+    return currentHandle;
+}
+
+void CObj0xBnnXHandle::OsUserCloseHandle() {
+    if (file != nullptr) {
+        std::fclose(file);
+        file = nullptr;
+    }
+    currentHandle = 0;
+}
+
+void CObj0xBnn1::DoWork(void* /*argument*/) {
+    RunJob([this](auto request, TOutcome& outcome) { return ReadChunk(request, outcome); });
+}
+
+ObjResult CObj0xBnn1::Open(const std::string& path) {
+    OsUserCloseHandle();
+    // Only reading refuses this, on purpose: writing normalises it.
+    if (path.find("\\\\") != std::string::npos) {
+        return OBJ_E_INVALIDDATA;
+    }
+    return SetHandle(os_fopen(path.c_str(), "rb")) != 0 ? OBJ_E_NOERR : OBJ_E_INVALIDDATA;
+}
+
+ObjResult CObj0xBnn1::ReadChunk(std::span<const unsigned char> request, TOutcome& outcome) {
+    CRecordReader record(request);
+    const auto pathLength = record.Take<std::uint32_t>();
+    const auto handle = record.Take<std::uint32_t>();
+    const auto chunkSize = record.Take<std::uint32_t>();
+    const std::string path = TakePath(record, pathLength);
+    if (record.Failed()) {
+        return OBJ_E_INVALIDDATA;
+    }
+    if (chunkSize < READ_HEAD) {
+        return OBJ_E_INVALIDARG;
+    }
+    if (pathLength != 0 && handle == 0) {
+        const ObjResult result = Open(path);
+        if (result != OBJ_E_NOERR) {
+            return result;
+        }
+    } else if (pathLength != 0 || !IsCurrent(handle)) {
+        return OBJ_E_INVALIDARG;
+    }
+    if (!outcome.Allocate(chunkSize)) {
+        return OBJ_E_OUTOFMEMORY;
+    }
+    unsigned char* data = outcome.Data() + READ_HEAD;
+    const std::size_t wanted = chunkSize - READ_HEAD;
+    const std::size_t count = std::fread(data, 1, wanted, file);
+    // A chunk without room for data is never full: it ends the file.
+    const bool isEnd = count < wanted || wanted == 0;
+    if (isEnd) {
+        OsUserCloseHandle();
+    }
+    StoreLe(outcome.Data(), static_cast<std::uint32_t>(count));
+    StoreLe(outcome.Data() + 4, currentHandle);
+    StoreLe(outcome.Data() + 8, std::uint32_t{isEnd});
+    outcome.size = static_cast<unsigned int>(READ_HEAD + count);
+    return OBJ_E_NOERR;
+}
+
+void CObj0xBnn2::DoWork(void* /*argument*/) {
+    RunJob([this](auto request, TOutcome& outcome) { return WriteChunk(request, outcome); });
+}
+
+ObjResult CObj0xBnn2::WriteChunk(std::span<const unsigned char> request, TOutcome& outcome) {
+    CRecordReader record(request);
+    const auto pathLength = record.Take<std::uint32_t>();
+    const auto handle = record.Take<std::uint32_t>();
+    const auto dataLength = record.Take<std::uint32_t>();
+    const auto closeAfter = record.Take<std::uint32_t>();
+    const std::string path = TakePath(record, pathLength);
+    const std::span<const unsigned char> data = record.TakeBytes(dataLength);
+    if (record.Failed()) {
+        return OBJ_E_INVALIDDATA;
+    }
+    if (pathLength != 0 && handle == 0) {
+        OsUserCloseHandle();
+        if (SetHandle(os_fopen(path.c_str(), "wb")) == 0) {
+            return OBJ_E_FAILED;
+        }
+        // A full disk shows in the chunk that did not fit.
+        std::setvbuf(file, nullptr, _IONBF, 0);
+    } else if (pathLength != 0 || !IsCurrent(handle)) {
+        return OBJ_E_INVALIDARG;
+    }
+    if (std::fwrite(data.data(), 1, data.size(), file) < data.size()) {
+        return OBJ_E_FAILED;
+    }
+    if (closeAfter != 0) {
+        OsUserCloseHandle();
+    }
+    if (!outcome.Allocate(sizeof currentHandle)) {
+        return OBJ_E_OUTOFMEMORY;
+    }
+    StoreLe(outcome.Data(), currentHandle);
+    outcome.size = sizeof currentHandle;
+    return OBJ_E_NOERR;
+}
+
+void CObj0xBnn3::DoWork(void* /*argument*/) {
+    RunJob([](auto request, TOutcome& /*outcome*/) { return CopyOrMove(request); });
+}
+
+void CObj0xBnn4::DoWork(void* /*argument*/) {
+    RunJob([](auto request, TOutcome& /*outcome*/) { return Delete(request); });
+}
+
+void CObj0xBnn5::DoWork(void* /*argument*/) {
+    RunJob([](auto request, TOutcome& /*outcome*/) { return MakeDirectory(request); });
+}
+
+} // namespace FSO
