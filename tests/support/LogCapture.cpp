@@ -6,7 +6,10 @@
 #include <sstream>
 
 CLogCapture::CLogCapture() {
-    m_logger.AddRoute(LOG_SEVERITY_ALL, LOG_TARGET_CONSOLE);
+    for (const logSeverity severity :
+         {LOG_SEVERITY_INFO, LOG_SEVERITY_WARNING, LOG_SEVERITY_ERROR, LOG_SEVERITY_PROGRESS}) {
+        m_logger.AddRoute(severity, LOG_TARGET_CONSOLE);
+    }
     g_pLogger = &m_logger;
     testing::internal::CaptureStdout();
 }

@@ -14,7 +14,8 @@ public:
     CLogCapture(const CLogCapture&) = delete;
     CLogCapture& operator=(const CLogCapture&) = delete;
 
-    // The lines since the last call, as "Severity: text"; a severity without a name reads "None".
+    // The lines since the last call, as "Severity: text"; a severity without a name reads "None". Entry
+    // and exit lines are left out.
     std::vector<std::string> TakeLines();
 
 private:
