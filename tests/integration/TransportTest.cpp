@@ -270,6 +270,25 @@ TEST_F(TransportTest, ServiceAccessToAServiceThatDoesNotExistIsAnsweredAtOnce) {
               "12 00 00 00  00 00  F0 BF  02  01  00 01 A6 EC FF FF FF FF  00 00 00 00"_hex);
 }
 
+TEST_F(TransportTest, AServiceWriteReturnsWhenTheServiceHasEndedAndAServiceReadGivesItsResponse) {
+    // The renewal of the first adapter's address, which is not by DHCP: nothing to do, and nothing to tell.
+    EXPECT_EQ(WireClient::Transact("2A 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  2A 00 00 00 00 00 00 00"
+                                   "00 00  00 B0  02  01  00 00 00 00 00 00 00 00  00 00 00 00"_hex),
+              "12 00 00 00  00 00  00 B0  02  01  00 00 00 00 00 00 00 00  00 00 00 00"_hex);
+    EXPECT_EQ(WireClient::Transact("32 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"
+                                   "00 00  00 B0  02  01  00 00 00 00 00 00 00 00  08 00 00 00"
+                                   "FF FF FF FF FF FF FF FF"_hex),
+              "14 00 00 00  00 00  00 B0  02  01  00 00 00 00 00 00 00 00  02 00 00 00  00 00"_hex);
+}
+
+TEST_F(TransportTest, AServiceWriteFollowedByAReadGivesTheResponseInOneTransaction) {
+    EXPECT_EQ(WireClient::Transact("44 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  2A 00 00 00 00 00 00 00"
+                                   "00 00  00 B0  02  01  00 00 00 00 00 00 00 00  00 00 00 00"
+                                   "00 00  00 B0  02  01  00 00 00 00 00 00 00 00  08 00 00 00"
+                                   "FF FF FF FF FF FF FF FF"_hex),
+              "14 00 00 00  00 00  00 B0  02  01  00 00 00 00 00 00 00 00  02 00 00 00  00 00"_hex);
+}
+
 TEST_F(TransportTest, OtherFlagBitsAreIgnored) {
     EXPECT_EQ(WireClient::Transact("2E 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00"
                                    "00 00  00 10  FC  00  00 00 00 00 00 00 00 00  04 00 00 00  00 00 00 00"_hex),
