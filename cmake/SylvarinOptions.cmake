@@ -24,6 +24,8 @@ endif()
 
 find_program(SYLVARIN_CCACHE ccache)
 if(SYLVARIN_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(CMAKE_CXX_COMPILER_LAUNCHER ${SYLVARIN_CCACHE})
-    set(CMAKE_C_COMPILER_LAUNCHER ${SYLVARIN_CCACHE})
+    # Paths count relative to the checkout, so that every checkout of this machine finds what another one compiled.
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${SYLVARIN_CCACHE})
+    set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
 endif()
