@@ -54,18 +54,9 @@ const std::vector<TModule> MODULES = {
 
 // Modules that the file names already and that do not exist yet. A module that lands is taken out here.
 const std::set<std::string_view> STILL_TO_COME = {
-    "modules/ObjectCPU",
-    "modules/ObjectFSO",
-    "modules/ObjectIO",
-    "modules/ObjectMisc",
-    "modules/ObjectNTLMUser",
-    "modules/ObjectTime",
-    "runtime/ObjectZelmora",
-    "modules/ObjectFan",
-    "modules/ObjectMainboard",
-    "modules/ObjectDskMgmt",
-    "modules/ObjectUPS",
-    "modules/ObjectMassStorageMonitoring",
+    "modules/ObjectCPU",       "modules/ObjectFSO",     "modules/ObjectIO",      "modules/ObjectMisc",
+    "modules/ObjectNTLMUser",  "modules/ObjectTime",    "runtime/ObjectZelmora", "modules/ObjectFan",
+    "modules/ObjectMainboard", "modules/ObjectDskMgmt", "modules/ObjectUPS",     "modules/ObjectMassStorageMonitoring",
 };
 
 // Every decimal number of a module's sources that lies here is a text id.
