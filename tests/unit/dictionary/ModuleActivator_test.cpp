@@ -342,3 +342,23 @@ TEST_F(ActivationTest, TenThousandWakingsLeaveNothingBehind) {
     EXPECT_EQ(CCountingActivator::s_destroyed, before);
     EXPECT_EQ(m_first->m_refCount, 2U);
 }
+
+// The limit of the service itself, at its real length.
+TEST_F(ActivationTest, WithoutRequestsAModuleSleepsAfter31SecondsAndWithin39) {
+    EXPECT_EQ(Dictionary().InactivityLimit(), 31000U);
+    ReadObject(0x8001, 0, 1);
+    const auto start = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(20s);
+    ReadObject(0x8021, 0, 1); // keeps the other one awake for longer
+    std::this_thread::sleep_until(start + 30500ms);
+    EXPECT_TRUE(m_first->IsActive());
+    std::this_thread::sleep_until(start + 30900ms);
+    EXPECT_TRUE(WaitUntil([&] { return !m_first->IsActive(); }));
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(took, 30990ms);
+    EXPECT_LT(took, 40500ms); // and some time that the machine may be busy
+    EXPECT_FALSE(HasObject(0x8001));
+    EXPECT_TRUE(HasObject(0x8000));
+    EXPECT_TRUE(m_other->IsActive());
+    EXPECT_TRUE(HasObject(0x8021));
+}
