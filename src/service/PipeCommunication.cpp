@@ -1,10 +1,12 @@
 #include "service/PipeCommunication.h"
 
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -20,7 +22,9 @@ namespace {
 
 constexpr const char* SOCKET_PATH = "/tmp/MDP0";
 constexpr int BACKLOG = 10;
-constexpr std::size_t READ_CHUNK = 512;
+// A frame is read in pieces of this size; a call takes several where more is wanted.
+constexpr std::size_t READ_PIECE = 512;
+constexpr std::size_t READ_PIECES = 128;
 
 // The listening socket, for the stop that cannot reach the receiver through the socket's path. -1 while there is none.
 std::atomic<int> s_listening{-1};
@@ -51,11 +55,24 @@ bool WriteAll(int socket, const void* from, std::size_t count) {
     return true;
 }
 
-// Reads to `bytes + received` until there are `total` bytes, in chunks. Stops at the end of file. Negative on failure.
+// One call that reads up to `wanted` bytes, in pieces. As read.
+ssize_t ReadPieces(int socket, unsigned char* bytes, std::size_t wanted) {
+    std::array<iovec, READ_PIECES> pieces;
+    std::size_t count = 0;
+    do {
+        const std::size_t size = std::min(wanted, READ_PIECE);
+        pieces[count++] = {bytes, size};
+        bytes += size;
+        wanted -= size;
+    } while (wanted != 0 && count < pieces.size());
+    return readv(socket, pieces.data(), static_cast<int>(count));
+}
+
+// Reads to `bytes + received` until there are `total` bytes. Stops at the end of file. Negative on failure.
 ssize_t ReadUpTo(int socket, unsigned char* bytes, std::size_t& received, std::size_t total) {
     ssize_t count = 0;
     do {
-        count = read(socket, bytes + received, std::min(total - received, READ_CHUNK));
+        count = ReadPieces(socket, bytes + received, total - received);
         if (count > 0) {
             received += static_cast<std::size_t>(count);
         }
