@@ -61,9 +61,7 @@ public:
         }
         Mdp::Result<Mdp::Bytes> request = Request();
         if (!request) {
-            // A file of this side that cannot be read has told its errno.
-            return request.Error().systemError != 0 ? context.Fail(ExitLocal, request.Error().Message())
-                                                    : context.Fail(request.Error(), subject);
+            return context.Fail(request.Error(), subject);
         }
         Mdp::Result<Mdp::ServiceResponse> response = Mdp::Error{};
         {
@@ -99,13 +97,13 @@ private:
         if (m_file != "-") {
             file.open(m_file, std::ios::binary);
             if (!file) {
-                return Mdp::Error{Mdp::ErrorKind::Argument, 0, errno, m_file};
+                return Mdp::Error{Mdp::ErrorKind::Local, 0, errno, m_file};
             }
         }
         std::istream& in = m_file == "-" ? std::cin : file;
         Mdp::Bytes bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
         if (in.bad()) {
-            return Mdp::Error{Mdp::ErrorKind::Argument, 0, EIO, m_file};
+            return Mdp::Error{Mdp::ErrorKind::Local, 0, EIO, m_file};
         }
         return bytes;
     }

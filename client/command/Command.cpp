@@ -22,6 +22,15 @@ constexpr std::array s_commands{
     CommandRow{"tree", "show all modules and objects with their values", MakeTreeCommand},
     CommandRow{"describe", "describe an object or one of its entries", MakeDescribeCommand},
     CommandRow{"call", "start a service object and show its response", MakeCallCommand},
+    CommandRow{"watch", "show values as they change", MakeWatchCommand},
+    CommandRow{"net", "show or change the network adapters", MakeNetCommand},
+    CommandRow{"ls", "list files of the machine", MakeListCommand},
+    CommandRow{"get", "fetch files from the machine", MakeGetCommand},
+    CommandRow{"put", "send a file to the machine", MakePutCommand},
+    CommandRow{"cp", "copy files on the machine", MakeCopyCommand},
+    CommandRow{"mv", "move or rename files on the machine", MakeMoveCommand},
+    CommandRow{"rm", "delete files or directories of the machine", MakeRemoveCommand},
+    CommandRow{"mkdir", "make a directory on the machine", MakeMakeDirectoryCommand},
 };
 
 constexpr const char* s_footer =
@@ -48,6 +57,8 @@ const char* KindName(Mdp::ErrorKind kind) {
         return "object";
     case Mdp::ErrorKind::Argument:
         return "argument";
+    case Mdp::ErrorKind::Local:
+        return "local";
     }
     return "";
 }
@@ -58,6 +69,8 @@ ExitStatus StatusOf(Mdp::ErrorKind kind) {
         return ExitObject;
     case Mdp::ErrorKind::Argument:
         return ExitUsage;
+    case Mdp::ErrorKind::Local:
+        return ExitLocal;
     default:
         return ExitTransport;
     }

@@ -12,5 +12,14 @@ std::unique_ptr<Command> MakeWriteCommand();
 std::unique_ptr<Command> MakeTreeCommand();
 std::unique_ptr<Command> MakeDescribeCommand();
 std::unique_ptr<Command> MakeCallCommand();
+std::unique_ptr<Command> MakeWatchCommand();
+std::unique_ptr<Command> MakeNetCommand();
+std::unique_ptr<Command> MakeListCommand();
+std::unique_ptr<Command> MakeGetCommand();
+std::unique_ptr<Command> MakePutCommand();
+std::unique_ptr<Command> MakeCopyCommand();
+std::unique_ptr<Command> MakeMoveCommand();
+std::unique_ptr<Command> MakeRemoveCommand();
+std::unique_ptr<Command> MakeMakeDirectoryCommand();
 
 } // namespace MdpCommand

@@ -17,6 +17,7 @@ enum class ErrorKind {
     Protocol,  ///< the answer does not have the form of one
     Object,    ///< the object layer answered with an error code
     Argument,  ///< the caller's value cannot be used; nothing was sent
+    Local,     ///< the caller's own reading or writing failed
 };
 
 /// A failure, with all that is known about it.

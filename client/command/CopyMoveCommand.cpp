@@ -1,0 +1,81 @@
+#include "Commands.h"
+
+#include "RemoteFiles.h"
+#include "Text.h"
+
+namespace MdpCommand {
+namespace {
+
+// cp and mv differ in one call.
+class CopyMoveCommand : public Command {
+public:
+    explicit CopyMoveCommand(FileAction action) : m_action(action) {}
+
+    void AddOptions(CLI::App& app) override {
+        app.add_option("SOURCE", m_source, "a file of the machine, or a pattern")->required();
+        app.add_option("DESTINATION", m_destination, "a file or directory of the machine")->required();
+        app.add_flag("-f,--force", m_overwrite, "overwrite an existing file");
+    }
+
+    int Run(const Context& context) override {
+        const auto files = FindFiles(context);
+        if (!files) {
+            return context.Fail(files.Error(), m_source);
+        }
+        const auto sources = ExpandRemote(*files, m_source);
+        if (!sources) {
+            return FailFile(context, m_action, sources.Error(), m_source);
+        }
+        Json done = Json::array();
+        for (const RemotePath& source : *sources) {
+            const auto destination = DestinationOf(*files, m_destination, BaseName(source.path));
+            if (!destination) {
+                return FailFile(context, m_action, destination.Error(), m_destination);
+            }
+            if (sources->size() > 1 && *destination == m_destination) {
+                return context.Fail(ExitUsage, m_destination + ": for several files this must be a directory");
+            }
+            // With overwriting, a move deletes its destination first: the file itself must not be that.
+            if (*destination == source.path) {
+                return context.Fail(ExitUsage, source.path + ": source and destination are the same");
+            }
+            if (m_action == FileAction::Copy && source.status.isDirectory) {
+                return context.Fail(ExitUsage, source.path + ": only files can be copied");
+            }
+            const Mdp::Result<void> result = m_action == FileAction::Copy
+                                                 ? files->Copy(source.path, *destination, m_overwrite)
+                                                 : files->Move(source.path, *destination, m_overwrite);
+            if (!result) {
+                return FailFile(context, m_action, result.Error(), source.path + " to " + *destination);
+            }
+            done.push_back({{"source", TextJson(source.path)}, {"destination", TextJson(*destination)}});
+        }
+        if (context.json) {
+            context.Print(done);
+        }
+        return ExitOk;
+    }
+
+    std::vector<Candidate> Complete(const Context& context, const std::vector<std::string>& positionals,
+                                    const std::string& word) override {
+        return positionals.size() < 2 ? CompleteRemote(context, word) : std::vector<Candidate>();
+    }
+
+private:
+    FileAction m_action;
+    std::string m_source;
+    std::string m_destination;
+    bool m_overwrite = false;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeCopyCommand() {
+    return std::make_unique<CopyMoveCommand>(FileAction::Copy);
+}
+
+std::unique_ptr<Command> MakeMoveCommand() {
+    return std::make_unique<CopyMoveCommand>(FileAction::Move);
+}
+
+} // namespace MdpCommand

@@ -1,0 +1,112 @@
+#include "Commands.h"
+
+#include <sys/stat.h>
+
+#include <fmt/format.h>
+
+#include "Completion.h"
+#include "LocalFile.h"
+#include "Progress.h"
+#include "RemoteFiles.h"
+#include "Text.h"
+
+namespace MdpCommand {
+namespace {
+
+bool IsLocalDirectory(const std::string& path) {
+    struct stat status {};
+
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+class GetCommand : public Command {
+public:
+    void AddOptions(CLI::App& app) override {
+        app.add_option("REMOTE", m_remote, "a file of the machine, or a pattern such as '/var/log/*.log'")->required();
+        app.add_option("LOCAL", m_local, "where to put it: a file, a directory or - for the standard output");
+        app.add_flag("--any-length", m_anyLength,
+                     "take what arrives even if its length is not the listed one, as with files of /proc");
+    }
+
+    int Run(const Context& context) override {
+        const auto files = FindFiles(context);
+        if (!files) {
+            return context.Fail(files.Error(), m_remote);
+        }
+        auto sources = ExpandRemote(*files, m_remote);
+        if (!sources) {
+            return FailFile(context, FileAction::Read, sources.Error(), m_remote);
+        }
+        const bool single = sources->size() == 1 && sources->front().path == m_remote;
+        if (single && sources->front().status.isDirectory) {
+            return context.Fail(ExitUsage, m_remote + ": this is a directory; '" + JoinPath(m_remote, "*") +
+                                               "' names the files in it");
+        }
+        std::erase_if(*sources, [](const RemotePath& source) { return source.status.isDirectory; });
+        if (!single && m_local != "-" && !IsLocalDirectory(m_local)) {
+            return context.Fail(ExitUsage, m_local + ": to get several files this must be a directory");
+        }
+        Json done = Json::array();
+        for (const RemotePath& source : *sources) {
+            const std::string local =
+                m_local != "-" && IsLocalDirectory(m_local) ? JoinPath(m_local, BaseName(source.path)) : m_local;
+            const auto bytes = Get(context, *files, source, local);
+            if (!bytes) {
+                return FailFile(context, FileAction::Read, bytes.Error(), source.path);
+            }
+            done.push_back({{"remote", TextJson(source.path)}, {"local", TextJson(local)}, {"bytes", *bytes}});
+        }
+        // With the file itself on the output there is no place for words about it.
+        if (context.json && m_local != "-") {
+            context.Print(done);
+        }
+        return ExitOk;
+    }
+
+    std::vector<Candidate> Complete(const Context& context, const std::vector<std::string>& positionals,
+                                    const std::string& word) override {
+        return positionals.empty() ? CompleteRemote(context, word) : std::vector<Candidate>{{s_completeFiles, ""}};
+    }
+
+private:
+    Mdp::Result<std::uint64_t> Get(const Context& context, const Mdp::FileServices& files, const RemotePath& source,
+                                   const std::string& localPath) const {
+        LocalFile local;
+        if (const Mdp::Result<void> opened = local.Open(localPath); !opened) {
+            return opened.Error();
+        }
+        Progress progress(context, BaseName(source.path), source.status.size);
+        const auto bytes = files.Read(
+            source.path,
+            [&](Mdp::ByteView chunk) {
+                progress.Add(chunk.size());
+                return local.Write(chunk);
+            },
+            source.status.size);
+        if (!bytes) {
+            return bytes.Error();
+        }
+        if (*bytes != source.status.size && !m_anyLength) {
+            return Mdp::Error{Mdp::ErrorKind::Protocol, 0, 0,
+                              fmt::format("{} bytes arrived of {} that were listed, and nothing was kept; the file "
+                                          "changes, or another client disturbed: try again, or use --any-length",
+                                          *bytes, source.status.size)};
+        }
+        if (const Mdp::Result<void> committed = local.Commit(); !committed) {
+            return committed.Error();
+        }
+        return bytes;
+    }
+
+    std::string m_remote;
+    std::string m_local = ".";
+    bool m_anyLength = false;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeGetCommand() {
+    return std::make_unique<GetCommand>();
+}
+
+} // namespace MdpCommand

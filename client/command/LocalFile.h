@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "mdp/Client.h"
+
+namespace MdpCommand {
+
+// A file of this side that is being written. Until Commit it has a name of its own beside the final one, so that the
+// final name never stands for a part; without Commit nothing is left, also when a signal ends the program. Something
+// that exists and is not a regular file, such as a device, is written to directly. One at a time in a process.
+class LocalFile {
+public:
+    LocalFile() = default;
+    ~LocalFile();
+    LocalFile(const LocalFile&) = delete;
+    LocalFile& operator=(const LocalFile&) = delete;
+
+    // "-" is the standard output.
+    Mdp::Result<void> Open(const std::string& path);
+    Mdp::Result<void> Write(Mdp::ByteView bytes);
+    // Closes the file and gives it its final name.
+    Mdp::Result<void> Commit();
+
+private:
+    Mdp::Error Failure() const;
+
+    std::string m_path;
+    std::string m_partial; // empty where the file is written directly
+    int m_descriptor = -1;
+    bool m_owned = false; // the descriptor is to be closed
+};
+
+} // namespace MdpCommand

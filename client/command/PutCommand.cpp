@@ -1,0 +1,136 @@
+#include "Commands.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include <fmt/format.h>
+
+#include "Completion.h"
+#include "Progress.h"
+#include "RemoteFiles.h"
+#include "Text.h"
+
+namespace MdpCommand {
+namespace {
+
+// Closed with the object, but for the standard input.
+class Descriptor {
+public:
+    explicit Descriptor(int number) : m_number(number) {}
+
+    ~Descriptor() {
+        if (m_number > STDERR_FILENO) {
+            close(m_number);
+        }
+    }
+
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int Number() const { return m_number; }
+
+private:
+    int m_number;
+};
+
+class PutCommand : public Command {
+public:
+    void AddOptions(CLI::App& app) override {
+        app.add_option("LOCAL", m_local, "a file of this side, or - for the standard input")->required();
+        app.add_option("REMOTE", m_remote, "where to put it on the machine: a file, or a directory")->required();
+    }
+
+    int Run(const Context& context) override {
+        const Descriptor input(m_local == "-" ? STDIN_FILENO : open(m_local.c_str(), O_RDONLY | O_CLOEXEC));
+        const auto localError = [&](int number) {
+            return context.Fail(Mdp::Error{Mdp::ErrorKind::Local, 0, number, ""}, m_local);
+        };
+
+        struct stat status {};
+
+        if (input.Number() < 0 || fstat(input.Number(), &status) != 0) {
+            return localError(errno);
+        }
+        if (S_ISDIR(status.st_mode)) {
+            return localError(EISDIR);
+        }
+        if (m_local == "-" && m_remote.ends_with('/')) {
+            return context.Fail(ExitUsage, m_remote + ": the standard input has no name; write the name of a file");
+        }
+        const auto files = FindFiles(context);
+        if (!files) {
+            return context.Fail(files.Error(), m_remote);
+        }
+        const auto remote = DestinationOf(*files, m_remote, BaseName(m_local));
+        if (!remote) {
+            return FailFile(context, FileAction::Write, remote.Error(), m_remote);
+        }
+        const auto total =
+            S_ISREG(status.st_mode) ? std::optional(static_cast<std::uint64_t>(status.st_size)) : std::nullopt;
+        const auto bytes = Put(context, *files, input.Number(), *remote, total);
+        if (!bytes) {
+            return bytes.Error().kind == Mdp::ErrorKind::Local
+                       ? localError(bytes.Error().systemError)
+                       : FailFile(context, FileAction::Write, bytes.Error(), *remote);
+        }
+        if (context.json) {
+            context.Print({{"local", TextJson(m_local)}, {"remote", TextJson(*remote)}, {"bytes", *bytes}});
+        }
+        return ExitOk;
+    }
+
+    std::vector<Candidate> Complete(const Context& context, const std::vector<std::string>& positionals,
+                                    const std::string& word) override {
+        return positionals.empty() ? std::vector<Candidate>{{s_completeFiles, ""}} : CompleteRemote(context, word);
+    }
+
+private:
+    static Mdp::Result<std::uint64_t> Put(const Context& context, const Mdp::FileServices& files, int input,
+                                          const std::string& remote, std::optional<std::uint64_t> total) {
+        Mdp::Result<std::uint64_t> written = std::uint64_t{0};
+        {
+            Progress progress(context, BaseName(remote), total);
+            written = files.Write(remote, [&](std::span<std::uint8_t> room) -> Mdp::Result<std::size_t> {
+                ssize_t got = -1;
+                do {
+                    got = read(input, room.data(), room.size());
+                } while (got < 0 && errno == EINTR);
+                if (got < 0) {
+                    return Mdp::Error{Mdp::ErrorKind::Local, 0, errno, ""};
+                }
+                progress.Add(static_cast<std::uint64_t>(got));
+                return static_cast<std::size_t>(got);
+            });
+        }
+        if (!written) {
+            return written;
+        }
+        const auto status = files.Status(remote);
+        if (!status) {
+            return status.Error();
+        }
+        // What is no file, such as a device, has no length to compare.
+        const bool isFile = *status && !(*status)->isDirectory;
+        if (isFile && (*status)->size != *written) {
+            return Mdp::Error{Mdp::ErrorKind::Protocol, 0, 0,
+                              fmt::format("{} bytes were sent, but the file has {}; another client disturbed, or the "
+                                          "disk is full: try again",
+                                          *written, (*status)->size)};
+        }
+        return written;
+    }
+
+    std::string m_local;
+    std::string m_remote;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakePutCommand() {
+    return std::make_unique<PutCommand>();
+}
+
+} // namespace MdpCommand

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Command.h"
+#include "mdp/Files.h"
+
+// What the commands on the machine's files share.
+
+namespace MdpCommand {
+
+Mdp::Result<Mdp::FileServices> FindFiles(const Context& context);
+
+// The last component of a path, without slashes at its end.
+std::string BaseName(std::string_view path);
+std::string JoinPath(std::string_view directory, std::string_view name);
+
+bool HasWildcard(std::string_view path);
+
+// A file or directory of the machine that a command line names.
+struct RemotePath {
+    std::string path;
+    Mdp::RemoteStatus status;
+};
+
+// What a command line's path stands for: itself if it exists, else what it matches as a pattern with its wildcards in
+// the last component. Nothing is an error that tells how to look.
+Mdp::Result<std::vector<RemotePath>> ExpandRemote(const Mdp::FileServices& files, const std::string& path);
+
+// The path to write to: inside the destination if that is a directory or ends with a slash.
+Mdp::Result<std::string> DestinationOf(const Mdp::FileServices& files, const std::string& destination,
+                                       std::string_view name);
+
+// What a command was doing when the service answered with a code.
+enum class FileAction { List, Read, Write, Copy, Move, Delete, MakeDirectory };
+
+// Tells a failure together with what a user can do about it.
+int FailFile(const Context& context, FileAction action, const Mdp::Error& error, const std::string& subject);
+
+// Paths of the machine that begin like the word; directories end with a slash.
+std::vector<Candidate> CompleteRemote(const Context& context, const std::string& word);
+
+} // namespace MdpCommand

@@ -1,0 +1,134 @@
+#include "Commands.h"
+
+#include <ctime>
+
+#include <map>
+#include <ostream>
+#include <thread>
+
+#include <fmt/format.h>
+
+#include "Completion.h"
+#include "ObjectView.h"
+#include "Text.h"
+
+namespace MdpCommand {
+namespace {
+
+std::string TimeOfDay() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    return fmt::format("{:02}:{:02}:{:02}", local.tm_hour, local.tm_min, local.tm_sec);
+}
+
+class WatchCommand : public Command {
+public:
+    void AddOptions(CLI::App& app) override {
+        app.add_option("INDEX[:SUB]", m_words, "what to watch; without SUB all entries of the object")->required();
+        app.add_option("--period", m_period, "seconds between two looks")
+            ->check(CLI::Range(0.01, 86400.0))
+            ->capture_default_str();
+        app.add_option("--count", m_count, "end after so many looks; 0 goes on for ever")->capture_default_str();
+    }
+
+    int Run(const Context& context) override {
+        std::vector<EntryView> entries;
+        for (const std::string& word : m_words) {
+            const auto address = ParseAddress(word);
+            if (!address) {
+                return context.Fail(ExitUsage, "\"" + word + "\" does not have the form 0x8011 or 0x8011:2");
+            }
+            if (const Mdp::Result<void> added = Add(context, *address, entries); !added) {
+                return context.Fail(added.Error(), word);
+            }
+        }
+        auto next = std::chrono::steady_clock::now();
+        for (std::uint64_t round = 1;; ++round) {
+            for (EntryView& entry : entries) {
+                if (const Mdp::Result<void> looked = Look(context, entry, round == 1); !looked) {
+                    return context.Fail(looked.Error(), EntryText(entry.description.index, entry.description.subIndex));
+                }
+            }
+            // A reader that has gone ends it.
+            if (round == m_count || !context.streams.out.flush()) {
+                return ExitOk;
+            }
+            next += std::chrono::milliseconds(static_cast<long long>(m_period * 1000));
+            std::this_thread::sleep_until(next);
+        }
+    }
+
+    std::vector<Candidate> Complete(const Context& context, const std::vector<std::string>&,
+                                    const std::string& word) override {
+        return CompleteAddress(context, word);
+    }
+
+private:
+    static Mdp::Result<void> Add(const Context& context, const Address& address, std::vector<EntryView>& entries) {
+        if (address.subIndex) {
+            auto entry = context.client.DescribeEntry(address.index, *address.subIndex, context.language);
+            if (!entry) {
+                return entry.Error();
+            }
+            entries.push_back({std::move(*entry), std::nullopt, {}});
+            return {};
+        }
+        const auto object = context.client.DescribeObject(address.index, context.language);
+        if (!object) {
+            return object.Error();
+        }
+        auto all = DescribeEntries(context.client, *object, 0, context.language);
+        if (!all) {
+            return all.Error();
+        }
+        for (EntryView& entry : *all) {
+            if (entry.description.readable) {
+                entries.push_back(std::move(entry));
+            }
+        }
+        return {};
+    }
+
+    // Reads the entry and shows it if its value, or the code in its place, is another than before.
+    static Mdp::Result<void> Look(const Context& context, EntryView& entry, bool first) {
+        const Mdp::EntryDescription& description = entry.description;
+        Mdp::Result<Mdp::Bytes> read = context.client.Read(description.index, description.subIndex);
+        if (!read && read.Error().kind != Mdp::ErrorKind::Object) {
+            return read.Error();
+        }
+        EntryView now{description, std::nullopt, {}};
+        if (read) {
+            now.value = std::move(*read);
+        } else {
+            now.error = read.Error();
+        }
+        if (!first && now.value == entry.value && now.error.code == entry.error.code) {
+            return {};
+        }
+        entry = std::move(now);
+        if (context.json) {
+            Json json{{"time", TimeOfDay()}, {"index", IndexText(entry.description.index)}};
+            json.update(EntryJson(entry));
+            // One object a line, for programs that read along.
+            context.streams.out << json.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+        } else {
+            context.streams.out << TimeOfDay() << "  " << EntryText(entry.description.index, entry.description.subIndex)
+                                << "  " << PrintableText(entry.description.name) << "  " << ValueText(entry)
+                                << std::endl;
+        }
+        return {};
+    }
+
+    std::vector<std::string> m_words;
+    double m_period = 1;
+    std::uint64_t m_count = 0;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeWatchCommand() {
+    return std::make_unique<WatchCommand>();
+}
+
+} // namespace MdpCommand

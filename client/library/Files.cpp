@@ -1,0 +1,257 @@
+#include "mdp/Files.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "Wire.h"
+
+namespace Mdp {
+namespace {
+
+// Numbers of the service objects within the module.
+constexpr unsigned s_serviceList = 0;
+constexpr unsigned s_serviceRead = 1;
+constexpr unsigned s_serviceWrite = 2;
+constexpr unsigned s_serviceCopyMove = 3;
+constexpr unsigned s_serviceDelete = 4;
+constexpr unsigned s_serviceMakeDirectory = 5;
+
+constexpr std::uint32_t s_flagCopy = 1;
+constexpr std::uint32_t s_flagOverwrite = 2;
+
+// Large enough that the transactions cost little, small enough that a progress display moves.
+constexpr std::uint32_t s_chunk = 1U << 20;
+constexpr std::uint32_t s_listCapacity = 16384;
+
+constexpr std::size_t s_listHead = 24;
+constexpr std::size_t s_directoryHead = 8;
+constexpr std::size_t s_fileHead = 20;
+constexpr std::size_t s_readHead = 12;
+constexpr std::size_t s_writeHead = 16;
+
+Error Malformed(const char* what) {
+    return {ErrorKind::Protocol, 0, 0, std::string("malformed answer: ") + what};
+}
+
+// A record of 32-bit numbers with texts behind them.
+Bytes MakeRecord(std::initializer_list<std::size_t> numbers, std::initializer_list<std::string_view> texts) {
+    Bytes record;
+    for (const std::size_t number : numbers) {
+        Wire::Put(record, static_cast<std::uint32_t>(number));
+    }
+    for (const std::string_view text : texts) {
+        Wire::PutText(record, text);
+    }
+    return record;
+}
+
+// Walks a chain of entries, of which each tells the offset of the next, and gives each with its name. False if one does
+// not lie inside the record.
+template <typename Add>
+bool WalkEntries(ByteView record, std::uint32_t count, std::size_t offset, std::size_t head, const Add& add) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (offset > record.size() || record.size() - offset < head) {
+            return false;
+        }
+        const std::size_t length = Wire::Get<std::uint32_t>(record, offset + head - 4);
+        if (length > record.size() - offset - head) {
+            return false;
+        }
+        add(record.subspan(offset, head), Wire::GetText(record, offset + head, length));
+        const std::size_t next = Wire::Get<std::uint32_t>(record, offset);
+        if (next == 0) {
+            return i + 1 == count;
+        }
+        offset = next;
+    }
+    return count == 0;
+}
+
+Result<Listing> ParseListing(ByteView record) {
+    if (record.size() < s_listHead) {
+        return Malformed("a listing shorter than its head");
+    }
+    const auto field = [&](std::size_t offset) { return Wire::Get<std::uint32_t>(record, offset); };
+    Listing listing;
+    const bool whole =
+        WalkEntries(record, field(8), field(16), s_directoryHead,
+                    [&](ByteView, std::string name) { listing.directories.push_back(std::move(name)); }) &&
+        WalkEntries(record, field(12), field(20), s_fileHead, [&](ByteView head, std::string name) {
+            listing.files.push_back({std::move(name), Wire::Get<std::uint64_t>(head, 4)});
+        });
+    if (!whole) {
+        return Malformed("a listing with an entry outside of it");
+    }
+    return listing;
+}
+
+} // namespace
+
+std::string EscapePattern(std::string_view path) {
+    std::string pattern;
+    for (const char c : path) {
+        if (c == '*' || c == '?' || c == '[') {
+            pattern += {'[', c, ']'};
+        } else {
+            pattern += c;
+        }
+    }
+    return pattern;
+}
+
+FileServices::FileServices(Client client, CallOptions options, Module module)
+    : m_client(std::move(client)), m_options(std::move(options)), m_module(std::move(module)) {}
+
+Result<FileServices> FileServices::Find(Client client, CallOptions options) {
+    const Result<std::vector<Module>> modules = client.ListModules();
+    if (!modules) {
+        return modules.Error();
+    }
+    for (const Module& module : *modules) {
+        if (module.type == ModuleTypeFiles) {
+            return FileServices(std::move(client), std::move(options), module);
+        }
+    }
+    return Error{ErrorKind::Argument, 0, 0, "this machine offers no file services"};
+}
+
+Result<Bytes> FileServices::Call(unsigned service, ByteView request, std::uint32_t capacity) const {
+    CallOptions options = m_options;
+    options.responseCapacity = capacity;
+    Result<ServiceResponse> response = m_client.CallService(m_module.Service(service), request, options);
+    if (!response) {
+        return response.Error();
+    }
+    if (response->status.Failed()) {
+        return Error{ErrorKind::Object, response->FailureCode(), 0, {}};
+    }
+    return std::move(response->data);
+}
+
+Result<void> FileServices::CallWithoutData(unsigned service, ByteView request) const {
+    const Result<Bytes> data = Call(service, request, 0);
+    return data ? Result<void>() : Result<void>(data.Error());
+}
+
+Result<Listing> FileServices::List(std::string_view pattern) const {
+    const Result<Bytes> data = Call(s_serviceList, MakeRecord({pattern.size()}, {pattern}), s_listCapacity);
+    if (!data) {
+        return data.Error();
+    }
+    return ParseListing(*data);
+}
+
+Result<std::optional<RemoteStatus>> FileServices::Status(std::string_view path) const {
+    using Found = std::optional<RemoteStatus>;
+    const Result<Listing> listing = List(EscapePattern(path));
+    if (!listing) {
+        return listing.Error().code == (OBJ_E_OS_BASE | ENOENT) ? Result<Found>(Found()) : listing.Error();
+    }
+    if (!listing->directories.empty()) {
+        return Found({true, 0});
+    }
+    return listing->files.empty() ? Found() : Found({false, listing->files.front().size});
+}
+
+Result<std::uint64_t> FileServices::Read(std::string_view path, const ChunkSink& sink,
+                                         std::uint64_t expectedSize) const {
+    // One byte more than a small file has lets its first chunk tell the end.
+    const auto data = static_cast<std::uint32_t>(std::min<std::uint64_t>(expectedSize, s_chunk - 1) + 1);
+    const std::uint32_t capacity = static_cast<std::uint32_t>(s_readHead) + (expectedSize == 0 ? s_chunk : data);
+    Bytes request = MakeRecord({path.size(), 0, capacity}, {path});
+    std::uint32_t handle = 0;
+    std::uint64_t total = 0;
+    for (;;) {
+        const Result<Bytes> record = Call(s_serviceRead, request, capacity);
+        if (!record) {
+            return record.Error();
+        }
+        if (record->size() < s_readHead || Wire::Get<std::uint32_t>(*record, 0) != record->size() - s_readHead) {
+            return Malformed("the length of a chunk does not fit it");
+        }
+        const auto answered = Wire::Get<std::uint32_t>(*record, 4);
+        const bool atEnd = Wire::Get<std::uint32_t>(*record, 8) != 0;
+        if (!atEnd && (answered == 0 || (handle != 0 && answered != handle))) {
+            // The chunk is one of another client's file.
+            return Error{ErrorKind::Object, OBJ_E_INVALIDARG, 0, {}};
+        }
+        const ByteView chunk = ByteView(*record).subspan(s_readHead);
+        total += chunk.size();
+        if (Result<void> taken = sink(chunk); !taken) {
+            return taken.Error();
+        }
+        if (atEnd) {
+            return total;
+        }
+        handle = answered;
+        request = MakeRecord({0, handle, capacity}, {});
+    }
+}
+
+Result<std::uint64_t> FileServices::Write(std::string_view path, const ChunkSource& source) const {
+    std::uint32_t handle = 0;
+    std::uint64_t total = 0;
+    // The service would keep the file open until the next one.
+    const auto giveUp = [&](const Error& error) -> Result<std::uint64_t> {
+        if (handle != 0) {
+            (void)CallWithoutData(s_serviceWrite, MakeRecord({0, handle, 0, 1}, {}));
+        }
+        return error;
+    };
+    for (;;) {
+        const std::string_view named = handle == 0 ? path : std::string_view();
+        Bytes request(s_writeHead + named.size() + s_chunk);
+        std::copy(named.begin(), named.end(), request.begin() + s_writeHead);
+        const std::span<std::uint8_t> room = std::span(request).subspan(s_writeHead + named.size());
+        std::size_t filled = 0;
+        for (std::size_t got = 1; got > 0 && filled < room.size(); filled += got) {
+            const Result<std::size_t> more = source(room.subspan(filled));
+            if (!more) {
+                return giveUp(more.Error());
+            }
+            got = *more;
+        }
+        const bool last = filled < room.size();
+        const Bytes head = MakeRecord({named.size(), handle, filled, last ? 1U : 0U}, {});
+        std::copy(head.begin(), head.end(), request.begin());
+        request.resize(s_writeHead + named.size() + filled);
+        const Result<Bytes> answer = Call(s_serviceWrite, request, 0);
+        if (!answer) {
+            return giveUp(answer.Error());
+        }
+        total += filled;
+        if (last) {
+            return total;
+        }
+        const std::uint32_t answered = answer->size() == 4 ? Wire::Get<std::uint32_t>(*answer, 0) : 0;
+        if (answered == 0 || (handle != 0 && answered != handle)) {
+            // The answer is one to another client's file.
+            return Error{ErrorKind::Object, OBJ_E_INVALIDARG, 0, {}};
+        }
+        handle = answered;
+    }
+}
+
+Result<void> FileServices::CopyOrMove(std::string_view source, std::string_view destination,
+                                      std::uint32_t flags) const {
+    return CallWithoutData(s_serviceCopyMove,
+                           MakeRecord({source.size(), destination.size(), flags}, {source, destination}));
+}
+
+Result<void> FileServices::Copy(std::string_view source, std::string_view destination, bool overwrite) const {
+    return CopyOrMove(source, destination, s_flagCopy | (overwrite ? s_flagOverwrite : 0));
+}
+
+Result<void> FileServices::Move(std::string_view source, std::string_view destination, bool overwrite) const {
+    return CopyOrMove(source, destination, overwrite ? s_flagOverwrite : 0);
+}
+
+Result<void> FileServices::Delete(std::string_view path, bool recursive) const {
+    return CallWithoutData(s_serviceDelete, MakeRecord({path.size(), recursive ? 1U : 0U}, {path}));
+}
+
+Result<void> FileServices::MakeDirectory(std::string_view path, bool parents) const {
+    return CallWithoutData(s_serviceMakeDirectory, MakeRecord({path.size(), parents ? 1U : 0U}, {path}));
+}
+
+} // namespace Mdp
