@@ -40,7 +40,7 @@ std::string StoredText(TInfoItem* item) {
 
 // The mask that stays when an address is written, or the one that the address has by its class.
 std::string MaskFor(CObject0x8nn1& record, const std::string& address) {
-    const std::string mask = StoredText(record.GetItem(CObject0x8nn1::SUB_MASK));
+    std::string mask = StoredText(record.GetItem(CObject0x8nn1::SUB_MASK));
     if (!mask.empty() && IsValidNetmask(mask.c_str()) && mask != CObject0x8nn1::UNSET_ADDRESS) {
         return mask;
     }

@@ -81,7 +81,7 @@ CString::~CString() {
 }
 
 CString& CString::operator=(const CString& other) {
-    if (m_text == other.m_text) {
+    if (this == &other || m_text == other.m_text) {
         return *this;
     }
     const bool locked = GetData()->references < 0 && m_text != _atltmpPchNil;
@@ -392,15 +392,19 @@ void CString::Release() {
 
 void CString::AssignCopy(int length, const char* text) {
     length = std::max(length, 0);
-    // The text may be a piece of what this string shares.
-    const CString keep = IsShared() ? *this : CString();
-    if (!AllocBeforeWrite(length)) {
-        return;
+    const bool inPlace = !IsShared() && length <= GetData()->allocLength;
+    // Otherwise what this string holds stays until the text, which may be a piece of it, is copied.
+    CString fresh;
+    CString& target = inPlace ? *this : fresh;
+    if (target.AllocBeforeWrite(length)) {
+        if (length > 0) {
+            std::memmove(target.m_text, text, static_cast<std::size_t>(length));
+        }
+        target.SetLength(length);
     }
-    if (length > 0) {
-        std::memmove(m_text, text, static_cast<std::size_t>(length));
+    if (!inPlace) {
+        Swap(fresh);
     }
-    SetLength(length);
 }
 
 void CString::AllocCopy(CString& copy, int count, int index, int extra) const {

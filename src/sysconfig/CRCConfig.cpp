@@ -22,7 +22,7 @@ std::string CRCConfig::ReadValue(const std::string& key) {
         }
         // With a single quote in the line the value runs to the line's end: meant so.
         const std::size_t last = line.rfind('"');
-        const std::string value = line.substr(first + 1, last == first ? std::string::npos : last - first - 1);
+        std::string value = line.substr(first + 1, last == first ? std::string::npos : last - first - 1);
         g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "RcConfig::ReadValue \"%s\"=%s", key.c_str(), value.c_str());
         return value;
     }

@@ -176,7 +176,7 @@ std::string CRCConfigNicDhcpcd::GetFlag(const std::string& option, bool wantValu
         start += option.size() + 1;
     }
     // An option at the very end has no blank behind it, and so no value.
-    const std::string result = start < end ? CStringHelper::Trim(flags.substr(start, end - start)) : std::string();
+    std::string result = start < end ? CStringHelper::Trim(flags.substr(start, end - start)) : std::string();
     g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "CRCConfigNicDhcpcd::GetFlagOptionValue %s=%s", option.c_str(),
                       result.c_str());
     return result;

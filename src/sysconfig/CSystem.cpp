@@ -128,8 +128,10 @@ std::uint32_t CSystem::ExecuteSecure(const char* path, ...) {
     std::vector<std::string> arguments;
     std::va_list list;
     va_start(list, path);
-    for (const char* argument = path; argument != nullptr; argument = va_arg(list, const char*)) {
+    const char* argument = path;
+    while (argument != nullptr) {
         arguments.emplace_back(argument);
+        argument = va_arg(list, const char*);
     }
     va_end(list);
     return ExecuteSecureInternal(arguments);
