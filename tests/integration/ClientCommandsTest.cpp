@@ -1,0 +1,186 @@
+// The mdp command against the real service, as an administrator would use it.
+
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include "ServiceTest.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+struct Outcome {
+    int status;
+    std::string output;
+};
+
+// Standard output and standard error of one mdp command line, with its exit status.
+Outcome Mdp(const std::string& arguments) {
+    FILE* pipe = popen((SYLVARIN_MDP " " + arguments + " 2>&1").c_str(), "r");
+    Outcome outcome{-1, {}};
+    std::array<char, 4096> buffer;
+    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
+        outcome.output.append(buffer.data(), count);
+    }
+    const int status = pclose(pipe);
+    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
+}
+
+std::string Content(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class ClientCommandsTest : public ServiceTest {
+protected:
+    void SetUp() override {
+        std::filesystem::create_directories("/usr/local/bin");
+        std::filesystem::copy_file(SYLVARIN_MESSAGES, "/usr/local/bin/mdpmessage.xml",
+                                   std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::create_directories("/tmp/files");
+        ServiceTest::SetUp();
+    }
+};
+
+} // namespace
+
+TEST_F(ClientCommandsTest, ModulesListsTheAdaptersAndTheSoftware) {
+    const Outcome modules = Mdp("modules");
+
+    EXPECT_EQ(modules.status, 0) << modules.output;
+    EXPECT_THAT(modules.output, HasSubstr(" Nic "));
+    EXPECT_THAT(modules.output, HasSubstr(" em0\n"));
+    EXPECT_THAT(modules.output, HasSubstr(" Software\n"));
+}
+
+TEST_F(ClientCommandsTest, ReadShowsTheHostNameAndTheDeviceType) {
+    EXPECT_EQ(Mdp("read 1008").output, "\"IPC-4711\"\n");
+    EXPECT_EQ(Mdp("read 0x1000:0").output, "655365001\n");
+    EXPECT_THAT(Mdp("read 1000 --json").output, HasSubstr("\"value\": 655365001"));
+}
+
+TEST_F(ClientCommandsTest, FailuresHaveTheirStatusAndName) {
+    const Outcome unknown = Mdp("read 9999");
+    const Outcome readOnly = Mdp("write 1000 5");
+
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_THAT(unknown.output, HasSubstr("0xECA60100 OBJ_E_INVALIDIDX"));
+    EXPECT_EQ(readOnly.status, 1);
+    EXPECT_THAT(readOnly.output, HasSubstr("0xECA60101 OBJ_E_INVALACCESS"));
+    EXPECT_EQ(Mdp("describe 9999").status, 1);
+    EXPECT_EQ(Mdp("read nonsense").status, 2);
+    EXPECT_EQ(Mdp("--socket /tmp/none read 1000").status, 3);
+}
+
+TEST_F(ClientCommandsTest, TreeNamesWhatItShowsInBothLanguages) {
+    EXPECT_THAT(Mdp("tree").output, HasSubstr("Number of entries"));
+    EXPECT_THAT(Mdp("tree --lang de").output, HasSubstr("Anzahl der Einträge"));
+    EXPECT_THAT(Mdp("tree").output, HasSubstr("\"IPC-4711\"\n"));
+}
+
+TEST_F(ClientCommandsTest, CompletionOffersTheIndexesOfThisMachine) {
+    EXPECT_THAT(Mdp("__complete -- read 0x10").output, StartsWith("0x1000\t"));
+    EXPECT_THAT(Mdp("__complete -- read 0x1018:").output, HasSubstr("0x1018:4\t"));
+}
+
+TEST_F(ClientCommandsTest, NetSetChangesAddressAndKeepsMaskAndGateway) {
+    const Outcome set = Mdp("net set em0 --address 192.168.10.77");
+
+    EXPECT_EQ(set.status, 0) << set.output;
+    EXPECT_THAT(Content("/etc/rc.conf"), HasSubstr("ifconfig_em0=\"inet 192.168.10.77 netmask 255.255.255.0\"\n"));
+    EXPECT_THAT(Content("/etc/rc.conf"), HasSubstr("defaultrouter=\"192.168.10.1\"\n"));
+}
+
+TEST_F(ClientCommandsTest, AFileOfSeveralChunksComesBackAsItWent) {
+    std::string content;
+    for (unsigned i = 0; content.size() < (5U << 20) + 7; ++i) {
+        content += std::to_string(i * 2654435761U);
+    }
+    std::ofstream("/tmp/files/out", std::ios::binary) << content;
+
+    const Outcome put = Mdp("put /tmp/files/out /tmp/files/there");
+    const Outcome got = Mdp("get /tmp/files/there /tmp/files/back");
+
+    EXPECT_EQ(put.status, 0) << put.output;
+    EXPECT_EQ(got.status, 0) << got.output;
+    EXPECT_TRUE(Content("/tmp/files/there") == content);
+    EXPECT_TRUE(Content("/tmp/files/back") == content);
+}
+
+TEST_F(ClientCommandsTest, FilesOfExactlyOneChunkAndOfNothingGoBothWays) {
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{1} << 20, std::size_t{2} << 20}) {
+        std::ofstream("/tmp/files/out", std::ios::binary) << std::string(size, 'x');
+
+        EXPECT_EQ(Mdp("put /tmp/files/out /tmp/files/there").status, 0) << size;
+        EXPECT_EQ(Mdp("get /tmp/files/there /tmp/files/back").status, 0) << size;
+
+        EXPECT_EQ(std::filesystem::file_size("/tmp/files/there"), size);
+        EXPECT_EQ(std::filesystem::file_size("/tmp/files/back"), size);
+    }
+}
+
+TEST_F(ClientCommandsTest, NamesWithWildcardsAndControlCharactersAreFilesLikeOthers) {
+    for (const std::string& name : {std::string("a[1]*?"), std::string("tab\there"), std::string("quote\"\x01\xff")}) {
+        std::ofstream("/tmp/files/" + name) << "content";
+        std::ofstream("/tmp/files/a1xy") << "another";
+        const std::string quoted = "'/tmp/files/" + name + "'";
+
+        const Outcome got = Mdp("get " + quoted + " -");
+        EXPECT_EQ(got.output, "content");
+        EXPECT_EQ(Mdp("rm " + quoted).status, 0);
+        EXPECT_FALSE(std::filesystem::exists("/tmp/files/" + name));
+        EXPECT_TRUE(std::filesystem::exists("/tmp/files/a1xy"));
+    }
+    std::ofstream("/tmp/files/esc\x1b[2J") << "";
+    EXPECT_THAT(Mdp("ls /tmp/files").output, Not(HasSubstr("\x1b"))) << "a name must not drive the terminal";
+}
+
+TEST_F(ClientCommandsTest, ManagesDirectoriesAndFiles) {
+    std::ofstream("/tmp/files/a") << "a";
+
+    EXPECT_EQ(Mdp("mkdir -p /tmp/files/x/y").status, 0);
+    EXPECT_EQ(Mdp("mkdir -p /tmp/files/x/y").status, 0);
+    EXPECT_EQ(Mdp("mkdir /tmp/files/x/y").status, 1);
+    EXPECT_EQ(Mdp("cp /tmp/files/a /tmp/files/x").status, 0);
+    EXPECT_THAT(Mdp("cp /tmp/files/a /tmp/files/x").output, HasSubstr("-f overwrites it"));
+    EXPECT_EQ(Mdp("cp -f /tmp/files/a /tmp/files/x").status, 0);
+    EXPECT_EQ(Mdp("mv /tmp/files/a /tmp/files/x/y").status, 0);
+    EXPECT_EQ(Mdp("ls --names /tmp/files/x").output, "y\na\n");
+    EXPECT_THAT(Mdp("rm /tmp/files/x").output, HasSubstr("use -r"));
+    EXPECT_EQ(Mdp("rm -r /tmp/files/x").status, 0);
+    EXPECT_FALSE(std::filesystem::exists("/tmp/files/x"));
+}
+
+TEST_F(ClientCommandsTest, AFetchThatFailsLeavesNothingUnderTheFinalName) {
+    const Outcome got = Mdp("get /proc/version /tmp/files/version");
+
+    EXPECT_EQ(got.status, 3);
+    EXPECT_THAT(got.output, HasSubstr("bytes arrived of 0"));
+    EXPECT_TRUE(std::filesystem::is_empty("/tmp/files"));
+    EXPECT_EQ(Mdp("get --any-length /proc/version /tmp/files/version").status, 0);
+    EXPECT_EQ(Content("/tmp/files/version"), Content("/proc/version"));
+}
+
+TEST_F(ClientCommandsTest, WatchShowsThatTheHostNameChanges) {
+    FILE* watch = popen(SYLVARIN_MDP " watch 1008 --period 0.05", "r");
+    std::array<char, 256> line{};
+    ASSERT_NE(std::fgets(line.data(), line.size(), watch), nullptr);
+    EXPECT_THAT(line.data(), HasSubstr("\"IPC-4711\""));
+
+    ASSERT_EQ(Mdp("write 1008 watched").status, 0);
+
+    ASSERT_NE(std::fgets(line.data(), line.size(), watch), nullptr);
+    EXPECT_THAT(line.data(), HasSubstr("\"watched\""));
+    // It ends with its service.
+    ASSERT_EQ(m_service->Stop().exitStatus, 0);
+    const int status = pclose(watch);
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 3);
+    m_service.reset();
+}
