@@ -3,6 +3,9 @@
 // A run is a row of short slices that go to the two servers in turn (one pair service first, the next pair yardstick
 // first), so that whatever else the machine does meets both alike. Each pair gives one ratio; what is shown is their
 // median with its quartiles. A reply that is not byte for byte the expected one ends the run.
+//
+// With the process numbers of both servers it also tells the processor time that each takes for a transaction, which
+// other load on the machine touches less.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -18,6 +21,7 @@
 
 #include <CLI/CLI.hpp>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "Transaction.h"
@@ -27,12 +31,19 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct Options {
-    std::string service = "/tmp/MDP0";
-    std::string yardstick;
-    std::vector<unsigned> clients = {1, 8, 64};
-    unsigned pairs = 40;
-    unsigned sliceMilliseconds = 150;
+    unsigned pairs = 60;
+    unsigned sliceMilliseconds = 100;
     double minimum = 0;
+    std::vector<unsigned> clients = {1, 8, 64};
+};
+
+struct Server {
+    std::string socket;
+    pid_t pid = 0; // 0: not known
+    // What has been measured at the present number of clients.
+    std::vector<double> rates = {}; // transactions a second, one a slice
+    std::uint64_t transactions = 0; // of all slices
+    double processorSeconds = 0;
 };
 
 bool Transact(const sockaddr_un& address) {
@@ -57,21 +68,32 @@ bool Transact(const sockaddr_un& address) {
     return received == reply.size() && reply == Bench::s_readReply;
 }
 
-// Runs the clients against one server; the start of the slice, while they get going, does not count.
-double TransactionsPerSecond(const std::string& path, unsigned clients, std::chrono::milliseconds slice) {
+// Processor time of all threads of a process so far, in seconds.
+double ProcessorSeconds(pid_t pid) {
+    clockid_t clock{};
+    timespec time{};
+    if (pid == 0 || clock_getcpuclockid(pid, &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        return 0;
+    }
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+// Runs the clients against one server; the start of the slice, while they get going, does not count for the rate.
+void RunSlice(Server& server, unsigned clients, std::chrono::milliseconds slice) {
     struct alignas(64) Counter {
         std::atomic<std::uint64_t> value{0};
     };
 
-    const sockaddr_un address = Bench::SocketAddress(path.c_str());
+    const sockaddr_un address = Bench::SocketAddress(server.socket.c_str());
     const auto counters = std::make_unique<Counter[]>(clients);
     std::atomic<bool> stop{false};
+    const double before = ProcessorSeconds(server.pid);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < clients; ++i) {
         threads.emplace_back([&, i] {
             while (!stop.load(std::memory_order_relaxed)) {
                 if (!Transact(address)) {
-                    std::fprintf(stderr, "load: %s does not give the expected reply\n", path.c_str());
+                    std::fprintf(stderr, "load: %s does not give the expected reply\n", server.socket.c_str());
                     std::_Exit(1);
                 }
                 counters[i].value.fetch_add(1, std::memory_order_relaxed);
@@ -92,7 +114,9 @@ double TransactionsPerSecond(const std::string& path, unsigned clients, std::chr
     for (std::thread& thread : threads) {
         thread.join();
     }
-    return static_cast<double>(last - first) / seconds.count();
+    server.rates.push_back(static_cast<double>(last - first) / seconds.count());
+    server.transactions += sum();
+    server.processorSeconds += ProcessorSeconds(server.pid) - before;
 }
 
 double Quantile(std::vector<double> values, double q) {
@@ -100,13 +124,42 @@ double Quantile(std::vector<double> values, double q) {
     return values[static_cast<std::size_t>(q * static_cast<double>(values.size() - 1) + 0.5)];
 }
 
+// Measures at one number of clients and prints the row. Returns the median ratio.
+double MeasureRow(Server& service, Server& yardstick, unsigned clients, const Options& options) {
+    for (Server* server : {&service, &yardstick}) {
+        server->rates.clear();
+        server->transactions = 0;
+        server->processorSeconds = 0;
+    }
+    const std::chrono::milliseconds slice{options.sliceMilliseconds};
+    std::vector<double> ratios;
+    for (unsigned pair = 0; pair < options.pairs; ++pair) {
+        RunSlice(pair % 2 == 0 ? service : yardstick, clients, slice);
+        RunSlice(pair % 2 == 0 ? yardstick : service, clients, slice);
+        ratios.push_back(service.rates.back() / yardstick.rates.back());
+    }
+    const auto microseconds = [](const Server& server) {
+        return server.processorSeconds * 1e6 / static_cast<double>(server.transactions);
+    };
+    const double ratio = Quantile(ratios, 0.5);
+    std::printf("%7u  %10.0f  %12.0f  %6.3f  %5.3f to %5.3f  %10.1f  %12.1f\n", clients, Quantile(service.rates, 0.5),
+                Quantile(yardstick.rates, 0.5), ratio, Quantile(ratios, 0.25), Quantile(ratios, 0.75),
+                microseconds(service), microseconds(yardstick));
+    std::fflush(stdout);
+    return ratio;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     Options options;
+    Server service{"/tmp/MDP0"};
+    Server yardstick;
     CLI::App app{"Transactions a second of the service against a bare server, in one run"};
-    app.add_option("--service", options.service, "socket of the service")->capture_default_str();
-    app.add_option("--yardstick", options.yardstick, "socket of the yardstick")->required();
+    app.add_option("--service", service.socket, "socket of the service")->capture_default_str();
+    app.add_option("--yardstick", yardstick.socket, "socket of the yardstick")->required();
+    app.add_option("--service-pid", service.pid, "process of the service");
+    app.add_option("--yardstick-pid", yardstick.pid, "process of the yardstick");
     app.add_option("--clients", options.clients, "numbers of clients at once")->capture_default_str()->delimiter(',');
     app.add_option("--pairs", options.pairs, "pairs of slices for each number of clients")
         ->capture_default_str()
@@ -117,29 +170,11 @@ int main(int argc, char** argv) {
     app.add_option("--minimum", options.minimum, "end with status 1 when a median ratio is below this");
     CLI11_PARSE(app, argc, argv);
 
-    const std::chrono::milliseconds slice{options.sliceMilliseconds};
+    std::printf("%7s  %10s  %12s  %6s  %14s  %10s  %12s\n", "clients", "service /s", "yardstick /s", "ratio",
+                "quartiles", "service us", "yardstick us");
     bool enough = true;
-    std::printf("%8s  %12s  %12s  %6s  %s\n", "clients", "service /s", "yardstick /s", "ratio", "quartiles (range)");
     for (const unsigned clients : options.clients) {
-        std::vector<double> service;
-        std::vector<double> yardstick;
-        std::vector<double> ratios;
-        for (unsigned pair = 0; pair < options.pairs; ++pair) {
-            if (pair % 2 == 0) {
-                service.push_back(TransactionsPerSecond(options.service, clients, slice));
-                yardstick.push_back(TransactionsPerSecond(options.yardstick, clients, slice));
-            } else {
-                yardstick.push_back(TransactionsPerSecond(options.yardstick, clients, slice));
-                service.push_back(TransactionsPerSecond(options.service, clients, slice));
-            }
-            ratios.push_back(service.back() / yardstick.back());
-        }
-        const double ratio = Quantile(ratios, 0.5);
-        enough = enough && ratio >= options.minimum;
-        std::printf("%8u  %12.0f  %12.0f  %6.3f  %.3f-%.3f (%.3f-%.3f)\n", clients, Quantile(service, 0.5),
-                    Quantile(yardstick, 0.5), ratio, Quantile(ratios, 0.25), Quantile(ratios, 0.75),
-                    Quantile(ratios, 0), Quantile(ratios, 1));
-        std::fflush(stdout);
+        enough = MeasureRow(service, yardstick, clients, options) >= options.minimum && enough;
     }
     return enough ? 0 : 1;
 }
