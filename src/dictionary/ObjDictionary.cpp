@@ -144,6 +144,7 @@ CObjDictionary::CObjDictionary() {
 
 CObjDictionary::~CObjDictionary() {
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "==> ~CObjDictionary::CObjDictionary()");
+    m_stopping = true;
     OsUserSetEvent(m_stopEvent.get());
     OsUserSetEvent(m_cleanupEvent.get());
     if (m_cleanupThread) {
@@ -364,7 +365,7 @@ std::uint32_t CObjDictionary::CleanupRoutine(void* dictionary) {
     for (;;) {
         while (OsUserWaitForSingleObject(self->m_cleanupEvent.get(), CLEANUP_POLL_MS) != OSUSER_WAIT_OBJECT_0) {
             // A pass that ran while the stop came has reset the event that was to end this wait.
-            if (OsUserWaitForSingleObject(self->m_stopEvent.get(), 0) == OSUSER_WAIT_OBJECT_0) {
+            if (self->m_stopping) {
                 return 0;
             }
         }

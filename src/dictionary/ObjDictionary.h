@@ -93,6 +93,7 @@ private:
     CHandle m_cleanupThread;
     CHandle m_cleanupEvent;
     CHandle m_stopEvent;
+    std::atomic<bool> m_stopping{false}; // the same for a look without a wait, which would cost an idle service dear
     std::atomic<std::uint32_t> m_inactivityLimit{31000};
     CMdpStringTable m_strings;
 };
