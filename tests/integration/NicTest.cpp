@@ -117,8 +117,14 @@ Bytes ReadFrame(std::uint16_t index, std::uint8_t flags, std::uint8_t subIndex) 
 }
 
 std::uint32_t CodeOf(const Bytes& answer) {
-    return answer.size() < 22 ? 0xFFFFFFFF
-                              : answer[10] | answer[11] << 8 | answer[12] << 16 | std::uint32_t{answer[13]} << 24;
+    if (answer.size() < 22) {
+        return 0xFFFFFFFF;
+    }
+    std::uint32_t code = 0;
+    for (std::size_t at = 13; at >= 10; --at) {
+        code = code << 8 | answer[at];
+    }
+    return code;
 }
 
 std::uint32_t Write(std::uint16_t index, std::uint8_t subIndex, const std::string& value) {

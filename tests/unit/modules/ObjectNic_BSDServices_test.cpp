@@ -91,7 +91,7 @@ TEST_F(NicServiceTest, SetAllWithoutAGatewayRemovesIt) {
 TEST_F(NicServiceTest, SetAllSucceedsWhereTheAddressOrTheGatewayDoes) {
     EXPECT_EQ(Run("em1", SET_ALL,
                   "\x19\0\0\0\x01\0\0\0\0\0\0\0\x08\0\0\0"
-                  "x10.0.0.9"s),
+                  "y10.0.0.9"s),
               SUCCESS);
     EXPECT_THAT(m_standIns.WaitForCalls(3),
                 ElementsAre(Call{"/usr/sbin/sysrc", "defaultrouter=10.0.0.9"}, m_routing, m_netif1));

@@ -64,7 +64,8 @@ TEST_F(NicReadTest, ObjectsOfAnAdapterHaveTheirItemsNamesAndKinds) {
     EXPECT_EQ(record->NameId(), 1071);
     EXPECT_EQ(record->ObjectCode(), 9U);
     ASSERT_EQ(record->GetCoutOfInfoItems(), std::size(rows));
-    for (unsigned char i = 0; i < std::size(rows); ++i) {
+    for (std::size_t row = 0; row < std::size(rows); ++row) {
+        const auto i = static_cast<unsigned char>(row);
         EXPECT_EQ(record->GetItem(i)->type, rows[i].type) << int{i};
         EXPECT_EQ(record->GetItem(i)->access, rows[i].access) << int{i};
         EXPECT_EQ(record->GetItem(i)->nameId, rows[i].nameId) << int{i};

@@ -422,6 +422,7 @@ TEST(CStringConcurrency, CopiesThatShareAHeaderPassBetweenThreads) {
     for (int round = 0; round < 50; ++round) {
         CString first("shared text");
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([i, copy = CString(first)]() mutable {
                 for (int n = 0; n < 100; ++n) {

@@ -10,7 +10,6 @@
 #include "StandIns.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using ZMBSD::CRCConfig;
 
 namespace {
