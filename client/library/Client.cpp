@@ -1,6 +1,7 @@
 #include "mdp/Client.h"
 
 #include <algorithm>
+#include <array>
 #include <thread>
 
 #include "Connection.h"
@@ -42,6 +43,9 @@ constexpr std::uint16_t s_indexAddresses = 0xF020;
 constexpr std::uint16_t s_indexTypes = 0xF030;
 constexpr std::uint16_t s_indexNames = 0xF060;
 
+// What fills the answer area of a request.
+constexpr std::array<std::uint8_t, 65536> s_zeros{};
+
 Bytes StartFrame(std::size_t requestSize, std::size_t answerSize, bool shared) {
     Bytes frame;
     const std::size_t total = s_headerSize + (shared ? std::max(requestSize, answerSize) : requestSize + answerSize);
@@ -73,6 +77,13 @@ Error ObjectError(Code code) {
     return {ErrorKind::Object, code, 0, {}};
 }
 
+Result<ServiceResponse> Owned(const Result<ServiceView>& view) {
+    if (!view) {
+        return view.Error();
+    }
+    return ServiceResponse{view->status, Bytes(view->data.begin(), view->data.end())};
+}
+
 std::string EndAtNul(std::string text) {
     return text.substr(0, text.find('\0'));
 }
@@ -87,6 +98,10 @@ std::optional<std::uint8_t> ServiceStatus::Progress() const {
 }
 
 Code ServiceResponse::FailureCode() const {
+    return ServiceView{status, data}.FailureCode();
+}
+
+Code ServiceView::FailureCode() const {
     if (!status.Failed()) {
         return OBJ_E_NOERR;
     }
@@ -97,41 +112,61 @@ Code ServiceResponse::FailureCode() const {
 Client::Client(ClientOptions options) : m_options(std::move(options)) {}
 
 Result<Bytes> Client::Transact(ByteView frame) const {
-    Connection connection(m_options.timeout);
-    if (Result<void> opened = connection.Open(m_options.socketPath); !opened) {
-        return opened.Error();
+    Bytes answer;
+    if (Result<void> done = Transact(std::span(&frame, 1), answer); !done) {
+        return done.Error();
     }
-    if (Result<void> sent = connection.Send(frame); !sent) {
-        return sent.Error();
-    }
-    return connection.Receive();
+    return answer;
 }
 
-Result<CompleteValue> Client::ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
-                                         std::uint32_t capacity) const {
+Result<void> Client::Transact(std::span<const ByteView> parts, Bytes& answer) const {
+    Connection connection(m_options.timeout);
+    if (Result<void> opened = connection.Open(m_options.socketPath); !opened) {
+        return opened;
+    }
+    if (Result<void> sent = connection.Send(parts); !sent) {
+        return sent;
+    }
+    return connection.Receive(answer);
+}
+
+Result<Client::RecordView> Client::ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
+                                              std::uint32_t capacity, Bytes& buffer) const {
     for (;;) {
-        Bytes frame = StartFrame(s_recordHead + capacity, s_recordHead + capacity, true);
-        PutRecordHead(frame, index, subIndex, flags, capacity);
-        frame.resize(s_headerSize + s_recordHead + capacity);
-        Result<Bytes> answer = Transact(frame);
-        if (!answer) {
-            return answer.Error();
+        Bytes head = StartFrame(s_recordHead + capacity, s_recordHead + capacity, true);
+        PutRecordHead(head, index, subIndex, flags, capacity);
+        std::vector<ByteView> parts{head};
+        // The answer area goes out as zeros.
+        for (std::size_t left = capacity; left > 0; left -= parts.back().size()) {
+            parts.push_back(ByteView(s_zeros).first(std::min(left, s_zeros.size())));
         }
-        if (answer->size() < s_recordHead) {
+        if (Result<void> done = Transact(parts, buffer); !done) {
+            return done.Error();
+        }
+        if (buffer.size() < s_recordHead) {
             return Malformed("a record shorter than its head");
         }
-        const Code code = RecordCode(*answer);
+        const Code code = RecordCode(buffer);
         if (code == OBJ_E_BUFFERTOOSMALL && capacity < m_options.maximumCapacity) {
             const std::uint64_t larger = std::max<std::uint64_t>(std::uint64_t{capacity} * 8, 64);
             capacity = static_cast<std::uint32_t>(std::min<std::uint64_t>(larger, m_options.maximumCapacity));
             continue;
         }
-        if (Wire::Get<std::uint32_t>(*answer, 14) != answer->size() - s_recordHead) {
+        if (Wire::Get<std::uint32_t>(buffer, 14) != buffer.size() - s_recordHead) {
             return Malformed("the length of the value does not fit the answer");
         }
-        answer->erase(answer->begin(), answer->begin() + s_recordHead);
-        return CompleteValue{code, std::move(*answer)};
+        return RecordView{code, ByteView(buffer).subspan(s_recordHead)};
     }
+}
+
+Result<CompleteValue> Client::ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
+                                         std::uint32_t capacity) const {
+    Bytes buffer;
+    const Result<RecordView> record = ReadRecord(index, subIndex, flags, capacity, buffer);
+    if (!record) {
+        return record.Error();
+    }
+    return CompleteValue{record->code, Bytes(record->data.begin(), record->data.end())};
 }
 
 Result<Bytes> Client::Read(std::uint16_t index, std::uint8_t subIndex) const {
@@ -150,20 +185,29 @@ Result<CompleteValue> Client::ReadComplete(std::uint16_t index, std::uint8_t sub
 }
 
 Result<void> Client::Write(std::uint16_t index, std::uint8_t subIndex, ByteView data) const {
-    if (data.size() > 0xFFFFFFFFU - s_headerSize - s_recordHead) {
+    return WriteParts(index, subIndex, std::span(&data, 1));
+}
+
+Result<void> Client::WriteParts(std::uint16_t index, std::uint8_t subIndex, std::span<const ByteView> data) const {
+    std::size_t size = 0;
+    for (const ByteView part : data) {
+        size += part.size();
+    }
+    if (size > 0xFFFFFFFFU - s_headerSize - s_recordHead) {
         return Error{ErrorKind::Argument, 0, 0, "the value does not fit into one frame"};
     }
-    Bytes frame = StartFrame(s_recordHead + data.size(), 0, false);
-    PutRecordHead(frame, index, subIndex, 0, data.size());
-    frame.insert(frame.end(), data.begin(), data.end());
-    const Result<Bytes> answer = Transact(frame);
-    if (!answer) {
-        return answer.Error();
+    Bytes head = StartFrame(s_recordHead + size, 0, false);
+    PutRecordHead(head, index, subIndex, 0, size);
+    std::vector<ByteView> parts{head};
+    parts.insert(parts.end(), data.begin(), data.end());
+    Bytes answer;
+    if (Result<void> done = Transact(parts, answer); !done) {
+        return done;
     }
-    if (answer->size() != s_recordHead) {
+    if (answer.size() != s_recordHead) {
         return Malformed("a write is answered with 18 bytes");
     }
-    if (const Code code = RecordCode(*answer); IsError(code)) {
+    if (const Code code = RecordCode(answer); IsError(code)) {
         return ObjectError(code);
     }
     return {};
@@ -374,8 +418,13 @@ Result<ServiceStatus> Client::PollService(std::uint16_t index) const {
 }
 
 Result<ServiceResponse> Client::FetchResponse(std::uint16_t index, std::uint32_t capacity) const {
+    Bytes buffer;
+    return Owned(FetchResponse(index, capacity, buffer));
+}
+
+Result<ServiceView> Client::FetchResponse(std::uint16_t index, std::uint32_t capacity, Bytes& buffer) const {
     const std::uint32_t wanted = std::max(m_options.readCapacity, capacity > 0 ? capacity + 2 : 0);
-    Result<CompleteValue> value = ReadRecord(index, s_subRequest, s_flagService, wanted);
+    const Result<RecordView> value = ReadRecord(index, s_subRequest, s_flagService, wanted, buffer);
     if (!value) {
         return value.Error();
     }
@@ -387,22 +436,27 @@ Result<ServiceResponse> Client::FetchResponse(std::uint16_t index, std::uint32_t
     }
     // The first byte is the status at the end of a job, the second that of a running one.
     const std::uint8_t running = value->data[1];
-    ServiceResponse response{ServiceStatus{running != 0 ? running : value->data[0]}, std::move(value->data)};
-    response.data.erase(response.data.begin(), response.data.begin() + 2);
-    return response;
+    return ServiceView{ServiceStatus{running != 0 ? running : value->data[0]}, value->data.subspan(2)};
 }
 
 Result<ServiceResponse> Client::CallService(std::uint16_t index, ByteView request, const CallOptions& options) const {
+    Bytes buffer;
+    return Owned(CallService(index, std::span(&request, 1), options, buffer));
+}
+
+Result<ServiceView> Client::CallService(std::uint16_t index, std::span<const ByteView> request,
+                                        const CallOptions& options, Bytes& buffer) const {
     using Clock = std::chrono::steady_clock;
     using Microseconds = std::chrono::microseconds;
     constexpr Microseconds firstPause{50};
     constexpr Microseconds longestPause{200000};
+    constexpr int pollsAtOnce = 3;
 
     // A finished job keeps its object for a moment longer, until its worker has ended.
     const auto busyUntil = Clock::now() + options.busyTimeout;
     Microseconds pause = firstPause;
     for (;;) {
-        const Result<void> started = StartService(index, request);
+        const Result<void> started = WriteParts(index, s_subRequest, request);
         if (started) {
             break;
         }
@@ -417,7 +471,7 @@ Result<ServiceResponse> Client::CallService(std::uint16_t index, ByteView reques
     const auto jobUntil = Clock::now() + options.timeout;
     Client poller(m_options);
     pause = firstPause;
-    for (;;) {
+    for (int polls = 0;; ++polls) {
         if (limited) {
             const auto left = std::chrono::ceil<Milliseconds>(jobUntil - Clock::now());
             const bool sooner = m_options.timeout.count() == 0 || left < m_options.timeout;
@@ -437,10 +491,15 @@ Result<ServiceResponse> Client::CallService(std::uint16_t index, ByteView reques
         if (limited && Clock::now() >= jobUntil) {
             return Error{ErrorKind::Timeout, 0, 0, "the job still runs"};
         }
+        // Short jobs hold their object, so that the poll itself waits for them once they have begun.
+        if (polls < pollsAtOnce) {
+            std::this_thread::yield();
+            continue;
+        }
         std::this_thread::sleep_for(pause);
         pause = std::min(pause * 2, longestPause);
     }
-    return FetchResponse(index, options.responseCapacity);
+    return FetchResponse(index, options.responseCapacity, buffer);
 }
 
 } // namespace Mdp

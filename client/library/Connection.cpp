@@ -3,9 +3,12 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <thread>
@@ -19,6 +22,9 @@ namespace {
 // socket file without a listener gives.
 constexpr Milliseconds s_refusedPatience{250};
 constexpr Milliseconds s_retryPause{2};
+
+// Parts of a frame that one call takes.
+constexpr std::size_t s_partsAtOnce = 32;
 
 Error SystemError(ErrorKind kind, int number, std::string detail) {
     return {kind, 0, number, std::move(detail)};
@@ -94,11 +100,25 @@ Result<void> Connection::Open(const std::string& path) {
     }
 }
 
-Result<void> Connection::Send(ByteView frame) {
-    while (!frame.empty()) {
-        const ssize_t sent = send(m_socket, frame.data(), frame.size(), MSG_NOSIGNAL);
+Result<void> Connection::Send(std::span<const ByteView> parts) {
+    std::size_t sentOfFirst = 0;
+    while (!parts.empty()) {
+        std::array<iovec, s_partsAtOnce> pieces{};
+        const std::size_t count = std::min(parts.size(), pieces.size());
+        for (std::size_t i = 0; i < count; ++i) {
+            const ByteView part = parts[i].subspan(i == 0 ? sentOfFirst : 0);
+            pieces[i] = {const_cast<std::uint8_t*>(part.data()), part.size()};
+        }
+        msghdr message{};
+        message.msg_iov = pieces.data();
+        message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);
+        const ssize_t sent = sendmsg(m_socket, &message, MSG_NOSIGNAL);
         if (sent >= 0) {
-            frame = frame.subspan(static_cast<std::size_t>(sent));
+            sentOfFirst += static_cast<std::size_t>(sent);
+            while (!parts.empty() && sentOfFirst >= parts.front().size()) {
+                sentOfFirst -= parts.front().size();
+                parts = parts.subspan(1);
+            }
             continue;
         }
         if (errno == EPIPE || errno == ECONNRESET) {
@@ -138,27 +158,29 @@ Result<void> Connection::ReceiveExactly(std::span<std::uint8_t> buffer) {
     return {};
 }
 
-Result<Bytes> Connection::Receive() {
+Result<void> Connection::Receive(Bytes& answer) {
     std::array<std::uint8_t, 4> head{};
     if (Result<void> got = ReceiveExactly(head); !got) {
-        return got.Error();
+        return got;
     }
-    Bytes answer;
     // A length that lies costs no memory: the buffer grows with what arrives.
     constexpr std::size_t step = 4U << 20;
-    for (std::size_t left = Wire::Get<std::uint32_t>(head, 0); left > 0;) {
-        const std::size_t piece = left < step ? left : step;
-        const std::size_t start = answer.size();
-        answer.resize(start + piece);
-        if (Result<void> got = ReceiveExactly(std::span(answer).subspan(start)); !got) {
+    const std::size_t length = Wire::Get<std::uint32_t>(head, 0);
+    for (std::size_t received = 0; received < length;) {
+        const std::size_t piece = std::min(length - received, step);
+        if (answer.size() < received + piece) {
+            answer.resize(received + piece);
+        }
+        if (Result<void> got = ReceiveExactly(std::span(answer).subspan(received, piece)); !got) {
             if (got.Error().kind == ErrorKind::Closed) {
                 return Error{ErrorKind::Protocol, 0, 0, "the answer ends in the middle"};
             }
-            return got.Error();
+            return got;
         }
-        left -= piece;
+        received += piece;
     }
-    return answer;
+    answer.resize(length);
+    return {};
 }
 
 } // namespace Mdp

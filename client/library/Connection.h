@@ -18,8 +18,10 @@ public:
     Connection& operator=(const Connection&) = delete;
 
     Result<void> Open(const std::string& path);
-    Result<void> Send(ByteView frame);
-    Result<Bytes> Receive();
+    // Sends the parts of a frame, one behind the other.
+    Result<void> Send(std::span<const ByteView> parts);
+    // Replaces the contents of the buffer, whose memory is used again, by the answer.
+    Result<void> Receive(Bytes& answer);
 
 private:
     using Clock = std::chrono::steady_clock;

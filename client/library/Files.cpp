@@ -115,17 +115,27 @@ Result<FileServices> FileServices::Find(Client client, CallOptions options) {
     return Error{ErrorKind::Argument, 0, 0, "this machine offers no file services"};
 }
 
-Result<Bytes> FileServices::Call(unsigned service, ByteView request, std::uint32_t capacity) const {
+Result<ByteView> FileServices::Call(unsigned service, std::span<const ByteView> request, std::uint32_t capacity,
+                                    Bytes& buffer) const {
     CallOptions options = m_options;
     options.responseCapacity = capacity;
-    Result<ServiceResponse> response = m_client.CallService(m_module.Service(service), request, options);
+    const Result<ServiceView> response = m_client.CallService(m_module.Service(service), request, options, buffer);
     if (!response) {
         return response.Error();
     }
     if (response->status.Failed()) {
         return Error{ErrorKind::Object, response->FailureCode(), 0, {}};
     }
-    return std::move(response->data);
+    return response->data;
+}
+
+Result<Bytes> FileServices::Call(unsigned service, ByteView request, std::uint32_t capacity) const {
+    Bytes buffer;
+    const Result<ByteView> data = Call(service, std::span(&request, 1), capacity, buffer);
+    if (!data) {
+        return data.Error();
+    }
+    return Bytes(data->begin(), data->end());
 }
 
 Result<void> FileServices::CallWithoutData(unsigned service, ByteView request) const {
@@ -161,8 +171,10 @@ Result<std::uint64_t> FileServices::Read(std::string_view path, const ChunkSink&
     Bytes request = MakeRecord({path.size(), 0, capacity}, {path});
     std::uint32_t handle = 0;
     std::uint64_t total = 0;
+    Bytes buffer;
     for (;;) {
-        const Result<Bytes> record = Call(s_serviceRead, request, capacity);
+        const ByteView parts[] = {request};
+        const Result<ByteView> record = Call(s_serviceRead, parts, capacity, buffer);
         if (!record) {
             return record.Error();
         }
@@ -175,7 +187,7 @@ Result<std::uint64_t> FileServices::Read(std::string_view path, const ChunkSink&
             // The chunk is one of another client's file.
             return Error{ErrorKind::Object, OBJ_E_INVALIDARG, 0, {}};
         }
-        const ByteView chunk = ByteView(*record).subspan(s_readHead);
+        const ByteView chunk = record->subspan(s_readHead);
         total += chunk.size();
         if (Result<void> taken = sink(chunk); !taken) {
             return taken.Error();
@@ -198,24 +210,22 @@ Result<std::uint64_t> FileServices::Write(std::string_view path, const ChunkSour
         }
         return error;
     };
+    Bytes chunk(s_chunk);
+    Bytes buffer;
     for (;;) {
         const std::string_view named = handle == 0 ? path : std::string_view();
-        Bytes request(s_writeHead + named.size() + s_chunk);
-        std::copy(named.begin(), named.end(), request.begin() + s_writeHead);
-        const std::span<std::uint8_t> room = std::span(request).subspan(s_writeHead + named.size());
         std::size_t filled = 0;
-        for (std::size_t got = 1; got > 0 && filled < room.size(); filled += got) {
-            const Result<std::size_t> more = source(room.subspan(filled));
+        for (std::size_t got = 1; got > 0 && filled < chunk.size(); filled += got) {
+            const Result<std::size_t> more = source(std::span(chunk).subspan(filled));
             if (!more) {
                 return giveUp(more.Error());
             }
             got = *more;
         }
-        const bool last = filled < room.size();
-        const Bytes head = MakeRecord({named.size(), handle, filled, last ? 1U : 0U}, {});
-        std::copy(head.begin(), head.end(), request.begin());
-        request.resize(s_writeHead + named.size() + filled);
-        const Result<Bytes> answer = Call(s_serviceWrite, request, 0);
+        const bool last = filled < chunk.size();
+        const Bytes head = MakeRecord({named.size(), handle, filled, last ? 1U : 0U}, {named});
+        const ByteView parts[] = {head, ByteView(chunk).first(filled)};
+        const Result<ByteView> answer = Call(s_serviceWrite, parts, 0, buffer);
         if (!answer) {
             return giveUp(answer.Error());
         }

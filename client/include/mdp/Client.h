@@ -107,6 +107,14 @@ struct ServiceResponse {
     Code FailureCode() const;
 };
 
+/// A response that lies in a buffer of the caller.
+struct ServiceView {
+    ServiceStatus status;
+    ByteView data; ///< response data without the two status bytes
+
+    Code FailureCode() const; ///< as of ServiceResponse
+};
+
 struct CallOptions {
     Milliseconds timeout{0};            ///< for the job to end; 0 waits for ever
     Milliseconds busyTimeout{2000};     ///< how long a busy service object is asked again before OBJ_E_BUSY is told
@@ -157,12 +165,27 @@ public:
     /// limit but that of the options. Error kind Timeout tells that the job still runs.
     Result<ServiceResponse> CallService(std::uint16_t index, ByteView request, const CallOptions& options = {}) const;
 
+    /// The same for large jobs one after the other: the request comes in parts, which are sent one behind the other,
+    /// and the buffer, which holds the response, is used again.
+    Result<ServiceView> CallService(std::uint16_t index, std::span<const ByteView> request, const CallOptions& options,
+                                    Bytes& buffer) const;
+
     /// Sends one whole frame and gives the bytes of the answer, without the length in front.
     Result<Bytes> Transact(ByteView frame) const;
 
 private:
+    struct RecordView {
+        Code code = OBJ_E_NOERR;
+        ByteView data;
+    };
+
+    Result<void> Transact(std::span<const ByteView> parts, Bytes& answer) const;
+    Result<void> WriteParts(std::uint16_t index, std::uint8_t subIndex, std::span<const ByteView> data) const;
+    Result<RecordView> ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
+                                  std::uint32_t capacity, Bytes& buffer) const;
     Result<CompleteValue> ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
                                      std::uint32_t capacity) const;
+    Result<ServiceView> FetchResponse(std::uint16_t index, std::uint32_t capacity, Bytes& buffer) const;
     // The cause of a description that was refused, as far as reading the entry tells it.
     Error WhyRefused(const Error& refusal, std::uint16_t index, std::uint8_t subIndex) const;
     Result<Bytes> ListRequest(std::uint16_t listType, std::uint32_t capacity) const;

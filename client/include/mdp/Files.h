@@ -75,7 +75,9 @@ public:
 private:
     FileServices(Client client, CallOptions options, Module module);
 
-    // The response data of a job that succeeded.
+    // The response data of a job that succeeded, in the buffer.
+    Result<ByteView> Call(unsigned service, std::span<const ByteView> request, std::uint32_t capacity,
+                          Bytes& buffer) const;
     Result<Bytes> Call(unsigned service, ByteView request, std::uint32_t capacity) const;
     Result<void> CallWithoutData(unsigned service, ByteView request) const;
     Result<void> CopyOrMove(std::string_view source, std::string_view destination, std::uint32_t flags) const;
