@@ -76,7 +76,7 @@ private:
             return opened.Error();
         }
         Progress progress(context, BaseName(source.path), source.status.size);
-        const auto bytes = files.Read(
+        auto bytes = files.Read(
             source.path,
             [&](Mdp::ByteView chunk) {
                 progress.Add(chunk.size());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <ostream>
 
 #include <fmt/format.h>
@@ -16,7 +17,7 @@ constexpr int s_barWidth = 20;
 constexpr double s_longestShown = 359999; // 99:59:59
 
 std::string TimeText(double seconds) {
-    const auto whole = static_cast<long>(std::min(seconds, s_longestShown) + 0.5);
+    const auto whole = std::lround(std::min(seconds, s_longestShown));
     return whole >= 3600 ? fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60)
                          : fmt::format("{}:{:02}", whole / 60, whole % 60);
 }
@@ -56,7 +57,7 @@ std::string ProgressText(const std::string& name, std::uint64_t done, std::optio
     return text;
 }
 
-Progress::Progress(const Context& context, std::string name, std::optional<std::uint64_t> total)
+Progress::Progress(const Context& context, const std::string& name, std::optional<std::uint64_t> total)
     : m_streams(context.streams), m_enabled(context.streams.errIsTerminal && !context.json),
       m_name(PrintableText(name)), m_total(total), m_start(Clock::now()), m_next(m_start + s_interval) {}
 

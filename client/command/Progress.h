@@ -20,7 +20,7 @@ std::string ProgressText(const std::string& name, std::uint64_t done, std::optio
 // Shows how a transfer goes on, on a terminal only: a pipe gets nothing. Rubbed out at its end.
 class Progress {
 public:
-    Progress(const Context& context, std::string name, std::optional<std::uint64_t> total);
+    Progress(const Context& context, const std::string& name, std::optional<std::uint64_t> total);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
