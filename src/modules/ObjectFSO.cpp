@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "dictionary/ObjDictionary.h"
+#include "dictionary/ModuleObjects.h"
 #include "platform/LittleEndian.h"
 #include "platform/OsUserFile.h"
 #include "platform/OsUserFindFile.h"
@@ -199,22 +199,6 @@ ObjResult MakeDirectory(std::span<const unsigned char> request) {
     return result;
 }
 
-// The services in the order of their indexes.
-struct TService {
-    CObjServiceTransfer* (*make)();
-    std::int64_t textId;
-};
-
-template <typename T>
-CObjServiceTransfer* Make() {
-    return new T;
-}
-
-constexpr TService SERVICES[] = {
-    {Make<CObj0xBnn0>, 1031}, {Make<CObj0xBnn1>, 1032}, {Make<CObj0xBnn2>, 1033},
-    {Make<CObj0xBnn3>, 1034}, {Make<CObj0xBnn4>, 1035}, {Make<CObj0xBnn5>, 1036},
-};
-
 } // namespace
 
 ObjResult Create() {
@@ -222,18 +206,14 @@ ObjResult Create() {
     if (!dictionary) {
         return OBJ_E_NOERR;
     }
-    const unsigned short slot = dictionary->GetNextFree0x8nn0Slot();
-    auto* header = new CObj0x8nn0;
-    header->Init(slot, MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
-    dictionary->AddObject(header);
-    dictionary->RegisterObject(header);
-    unsigned int k = 0;
-    for (const TService& service : SERVICES) {
-        CObjServiceTransfer* object = service.make();
-        object->Init(ServiceIndex(slot, k++));
-        object->SetNameId(service.textId);
-        dictionary->AddObject(object);
-    }
+    const unsigned short slot =
+        AddModuleHeader(*dictionary.Get(), MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
+    AddModuleObject<CObj0xBnn0>(*dictionary.Get(), 1031, ServiceIndex(slot, 0));
+    AddModuleObject<CObj0xBnn1>(*dictionary.Get(), 1032, ServiceIndex(slot, 1));
+    AddModuleObject<CObj0xBnn2>(*dictionary.Get(), 1033, ServiceIndex(slot, 2));
+    AddModuleObject<CObj0xBnn3>(*dictionary.Get(), 1034, ServiceIndex(slot, 3));
+    AddModuleObject<CObj0xBnn4>(*dictionary.Get(), 1035, ServiceIndex(slot, 4));
+    AddModuleObject<CObj0xBnn5>(*dictionary.Get(), 1036, ServiceIndex(slot, 5));
     return OBJ_E_NOERR;
 }
 

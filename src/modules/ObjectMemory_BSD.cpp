@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "dictionary/ItemTable.h"
-#include "dictionary/ObjDictionary.h"
+#include "dictionary/ModuleObjects.h"
 #include "dictionary/ObjHelper.h"
 #include "host/KernelCounters.h"
 #include "service/Logger.h"
@@ -67,16 +67,9 @@ ObjResult Create() {
     if (!dictionary) {
         return OBJ_E_NOERR;
     }
-    const unsigned short slot = dictionary->GetNextFree0x8nn0Slot();
-    auto* header = new CObj0x8nn0;
-    header->Init(slot, MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
-    dictionary->AddObject(header);
-    dictionary->RegisterObject(header);
-
-    auto* record = new CObj0x8nn1;
-    record->Init(DataIndex(slot, 1));
-    record->SetNameId(TEXT_ID_RECORD);
-    dictionary->AddObject(record);
+    const unsigned short slot =
+        AddModuleHeader(*dictionary.Get(), MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
+    AddModuleObject<CObj0x8nn1>(*dictionary.Get(), TEXT_ID_RECORD, DataIndex(slot, 1));
     return OBJ_E_NOERR;
 }
 

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "dictionary/ItemTable.h"
-#include "dictionary/ObjDictionary.h"
+#include "dictionary/ModuleObjects.h"
 #include "dictionary/ObjHelper.h"
 
 namespace Misc {
@@ -29,22 +29,6 @@ struct CFileCloser {
 
 using CFile = std::unique_ptr<std::FILE, CFileCloser>;
 
-struct TService {
-    CObjServiceTransfer* (*make)();
-    std::int64_t textId;
-};
-
-template <typename T>
-CObjServiceTransfer* Make() {
-    return new T;
-}
-
-constexpr TService SERVICES[] = {
-    {Make<CObj0xBnn0>, 1062},
-    {Make<CObj0xBnn1>, 1063},
-    {Make<CObj0xBnn2>, 1064},
-};
-
 } // namespace
 
 ObjResult Create() {
@@ -52,24 +36,12 @@ ObjResult Create() {
     if (!dictionary) {
         return OBJ_E_NOERR;
     }
-    const unsigned short slot = dictionary->GetNextFree0x8nn0Slot();
-    auto* header = new CObj0x8nn0;
-    header->Init(slot, MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
-    dictionary->AddObject(header);
-    dictionary->RegisterObject(header);
-
-    auto* settings = new CObj0x8nn1;
-    settings->Init(DataIndex(slot, 1));
-    settings->SetNameId(TEXT_ID_SETTINGS);
-    dictionary->AddObject(settings);
-
-    unsigned int k = 0;
-    for (const TService& service : SERVICES) {
-        CObjServiceTransfer* object = service.make();
-        object->Init(ServiceIndex(slot, k++));
-        object->SetNameId(service.textId);
-        dictionary->AddObject(object);
-    }
+    const unsigned short slot =
+        AddModuleHeader(*dictionary.Get(), MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
+    AddModuleObject<CObj0x8nn1>(*dictionary.Get(), TEXT_ID_SETTINGS, DataIndex(slot, 1));
+    AddModuleObject<CObj0xBnn0>(*dictionary.Get(), 1062, ServiceIndex(slot, 0));
+    AddModuleObject<CObj0xBnn1>(*dictionary.Get(), 1063, ServiceIndex(slot, 1));
+    AddModuleObject<CObj0xBnn2>(*dictionary.Get(), 1064, ServiceIndex(slot, 2));
     return OBJ_E_NOERR;
 }
 

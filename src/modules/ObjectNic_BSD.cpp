@@ -16,7 +16,7 @@
 #include <utility>
 
 #include "dictionary/ItemTable.h"
-#include "dictionary/ObjDictionary.h"
+#include "dictionary/ModuleObjects.h"
 #include "dictionary/ObjHelper.h"
 #include "host/NetworkInterfaces.h"
 #include "modules/NicRecord.h"
@@ -72,28 +72,13 @@ int AddressText(const sockaddr* address, std::string& text) {
     return result;
 }
 
-template <typename Service>
-void AddService(CObjDictionary& dictionary, unsigned short index, std::int64_t nameId) {
-    auto* service = new Service;
-    service->Init(index);
-    service->SetNameId(nameId);
-    dictionary.AddObject(service);
-}
-
 void AddAdapter(CObjDictionary& dictionary, const Host::TLinkInterface& adapter) {
-    const unsigned short base = dictionary.GetNextFree0x8nn0Slot();
-    auto* header = new CObj0x8nn0;
-    header->Init(base, MODULE_NAME, adapter.name.c_str(), MODULE_TYPE, TEXT_ID_MODULE);
-    dictionary.AddObject(header);
-    dictionary.RegisterObject(header);
-
-    auto* record = new CObject0x8nn1;
-    record->Init(DataIndex(base, 1), adapter.name, MacText(adapter.hardwareAddress));
-    record->SetNameId(TEXT_ID_RECORD);
-    dictionary.AddObject(record);
-
-    AddService<CObj0xBnn0>(dictionary, ServiceIndex(base, 0), TEXT_ID_RENEW);
-    AddService<CObj0xBnn1>(dictionary, ServiceIndex(base, 1), TEXT_ID_SET_ALL);
+    const unsigned short base =
+        AddModuleHeader(dictionary, MODULE_NAME, adapter.name.c_str(), MODULE_TYPE, TEXT_ID_MODULE);
+    AddModuleObject<CObject0x8nn1>(dictionary, TEXT_ID_RECORD, DataIndex(base, 1), adapter.name,
+                                   MacText(adapter.hardwareAddress));
+    AddModuleObject<CObj0xBnn0>(dictionary, TEXT_ID_RENEW, ServiceIndex(base, 0));
+    AddModuleObject<CObj0xBnn1>(dictionary, TEXT_ID_SET_ALL, ServiceIndex(base, 1));
 }
 
 } // namespace

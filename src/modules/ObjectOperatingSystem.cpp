@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "dictionary/ItemTable.h"
-#include "dictionary/ObjDictionary.h"
+#include "dictionary/ModuleObjects.h"
 #include "dictionary/ObjHelper.h"
 #include "platform/Platform.h"
 #include "service/Logger.h"
@@ -41,19 +41,10 @@ ObjResult Create() {
     if (!dictionary) {
         return STATUS_UNSPECIFIED;
     }
-    const unsigned short slot = dictionary->GetNextFree0x8nn0Slot();
-    auto* header = new CObj0x8nn0;
-    header->Init(slot, MODULE_NAME, name.substr(0, MAX_INSTANCE_NAME).c_str(), MODULE_TYPE, TEXT_ID_MODULE);
-    dictionary->AddObject(header);
-    dictionary->RegisterObject(header);
-
-    auto* versionRecord = new COsObj0x8nn1;
-    versionRecord->Init(DataIndex(slot, 1), version, TEXT_ID_VERSION);
-    dictionary->AddObject(versionRecord);
-
-    auto* statusRecord = new COsObj0x8nn2;
-    statusRecord->Init(DataIndex(slot, 2), TEXT_ID_STATUS);
-    dictionary->AddObject(statusRecord);
+    const unsigned short slot = AddModuleHeader(*dictionary.Get(), MODULE_NAME,
+                                                name.substr(0, MAX_INSTANCE_NAME).c_str(), MODULE_TYPE, TEXT_ID_MODULE);
+    AddModuleObject<COsObj0x8nn1>(*dictionary.Get(), TEXT_ID_VERSION, DataIndex(slot, 1), version, TEXT_ID_VERSION);
+    AddModuleObject<COsObj0x8nn2>(*dictionary.Get(), TEXT_ID_STATUS, DataIndex(slot, 2), TEXT_ID_STATUS);
     return OBJ_E_NOERR;
 }
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "dictionary/ItemTable.h"
-#include "dictionary/ObjDictionary.h"
+#include "dictionary/ModuleObjects.h"
 #include "platform/StringHelper.h"
 #include "sysconfig/CSystem.h"
 
@@ -45,16 +45,10 @@ ObjResult Create() {
         if (!dictionary) {
             return OBJ_E_NOERR;
         }
-        base = dictionary->GetNextFree0x8nn0Slot();
-        const CRef<CObj0x8nn0> header(new CObj0x8nn0);
-        header->Init(base, MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
-        dictionary->AddObject(header.Get());
-        dictionary->RegisterObject(header.Get());
+        base = AddModuleHeader(*dictionary.Get(), MODULE_NAME, MODULE_NAME, MODULE_TYPE, TEXT_ID_MODULE);
         for (const TTable& table : TABLES) {
-            const CRef<CObjectRecord> object(new CObjectRecord);
-            object->Init(DataIndex(base, table.k), OBJCODE_RECORD, 0);
-            object->SetNameId(table.objectTextId);
-            dictionary->AddObject(object.Get());
+            AddModuleObject<CObjectRecord>(*dictionary.Get(), table.objectTextId, DataIndex(base, table.k),
+                                           static_cast<unsigned short>(OBJCODE_RECORD), std::int64_t{0});
         }
     }
     return EnumPackages(base);
