@@ -75,7 +75,7 @@ private:
 // Paths are C texts below: they end at the first zero byte.
 std::string TakePath(CRecordReader& record, std::uint32_t length) {
     const std::string path = record.TakeText(length);
-    return path.c_str();
+    return path.substr(0, path.find('\0'));
 }
 
 // Writes the directory entries or the file entries of a listing, each with the offset of the next, 0 in the last.
