@@ -84,7 +84,7 @@ Result<ServiceResponse> Owned(const Result<ServiceView>& view) {
     return ServiceResponse{view->status, Bytes(view->data.begin(), view->data.end())};
 }
 
-std::string EndAtNul(std::string text) {
+std::string EndAtNul(const std::string& text) {
     return text.substr(0, text.find('\0'));
 }
 

@@ -27,7 +27,6 @@ constexpr std::size_t s_listHead = 24;
 constexpr std::size_t s_directoryHead = 8;
 constexpr std::size_t s_fileHead = 20;
 constexpr std::size_t s_readHead = 12;
-constexpr std::size_t s_writeHead = 16;
 
 Error Malformed(const char* what) {
     return {ErrorKind::Protocol, 0, 0, std::string("malformed answer: ") + what};

@@ -142,7 +142,7 @@ TEST_F(FileServicesTest, AFullDiskIsToldInTheChunkThatDidNotFit) {
     const Bytes opened = OpenToWrite(Path("small/f"), "x", false);
     ASSERT_EQ(opened.at(0), 1);
     const std::uint32_t handle = static_cast<std::uint32_t>(Number(opened, 2, 4));
-    const std::string chunk(128 * 1024, 'y');
+    const std::string chunk(131072, 'y');
     const Bytes next = Join({U32(0), U32(handle), U32(chunk.size()), U32(0), Text(chunk)});
     EXPECT_EQ(Call(Write, next), "03 00 01 00 A6 EC"_hex);
     // The file stays open, and the handle can still close it.

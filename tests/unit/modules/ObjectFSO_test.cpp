@@ -17,7 +17,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 constexpr unsigned short SLOT = 0x8000;
 constexpr unsigned short LIST = 0xB000;
