@@ -44,7 +44,7 @@ protected:
 } // namespace
 
 TEST_F(BrokenFramesTest, ALengthBelowTheHeaderCloses) {
-    for (const std::uint64_t length : {0, 1, 8, 17, 23}) {
+    for (const std::uint64_t length : {0U, 1U, 8U, 17U, 23U}) {
         ExpectClosed(Join({Little(length, 8), Little(24, 8), Little(24, 8)}));
         if (length != 0) {
             EXPECT_TRUE(m_log.WaitFor(MismatchLine(24, length))) << length;
