@@ -132,7 +132,7 @@ private:
         for (std::size_t i = 0; i < modules.size(); ++i) {
             const std::string kind = PrintableText(modules[i].typeName);
             const std::string name = PrintableText(modules[i].name);
-            table.AddTitle(kind == name ? kind : kind + " " + name);
+            table.AddTitle(kind == name ? kind : fmt::format("{} {}", kind, name));
             AddGroup(table, groups[i]);
         }
         table.Print(context.streams.out);

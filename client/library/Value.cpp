@@ -203,7 +203,7 @@ Value DecodeValue(std::uint16_t type, ByteView bytes) {
     // The count in entry 0 of an array or record is a byte that reads as two, the second being zero.
     const std::size_t size = TypeSize(type);
     const bool isCount = type == TypeUnsigned8 && bytes.size() == 2 && bytes[1] == 0;
-    if (bytes.size() != size && !isCount) {
+    if (bytes.empty() || (bytes.size() != size && !isCount)) {
         return value;
     }
     value.kind = kind;
@@ -213,7 +213,7 @@ Value DecodeValue(std::uint16_t type, ByteView bytes) {
         value.boolean = number != 0;
         break;
     case ValueKind::Signed: {
-        const unsigned unused = static_cast<unsigned>(64 - 8 * size);
+        const unsigned unused = static_cast<unsigned>(64 - 8 * bytes.size());
         value.integer = static_cast<std::int64_t>(number << unused) >> unused;
         break;
     }

@@ -46,7 +46,7 @@ std::int32_t OsUserFindNextFile(TFindHandle* handle, _WIN32_FIND_DATAA* findData
         return 0;
     }
     const char* path = handle->m_glob.gl_pathv[index];
-    std::strcpy(handle->m_path, path);
+    std::memcpy(handle->m_path, path, std::strlen(path) + 1);
     const char* name = basename(handle->m_path);
     if (name == nullptr) {
         return 0;

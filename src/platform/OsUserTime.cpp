@@ -29,7 +29,7 @@ std::int32_t SetTime(const _SYSTEMTIME* systemTime, std::time_t (*convert)(tm*))
     fields.tm_isdst = -1;
     timeval time = {};
     time.tv_sec = convert(&fields);
-    time.tv_usec = systemTime->wMilliseconds * 1000;
+    time.tv_usec = systemTime->wMilliseconds * suseconds_t{1000};
     return settimeofday(&time, nullptr) == 0 ? 1 : 0;
 }
 
