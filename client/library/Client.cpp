@@ -88,6 +88,24 @@ std::string EndAtNul(const std::string& text) {
     return text.substr(0, text.find('\0'));
 }
 
+using Clock = std::chrono::steady_clock;
+
+// The pauses between two attempts: short ones first.
+class Pause {
+public:
+    void Sleep() {
+        std::this_thread::sleep_for(m_length);
+        m_length = std::min(m_length * 2, s_longest);
+    }
+
+private:
+    using Microseconds = std::chrono::microseconds;
+
+    static constexpr Microseconds s_longest{200000};
+
+    Microseconds m_length{50};
+};
+
 } // namespace
 
 std::optional<std::uint8_t> ServiceStatus::Progress() const {
@@ -446,37 +464,48 @@ Result<ServiceResponse> Client::CallService(std::uint16_t index, ByteView reques
 
 Result<ServiceView> Client::CallService(std::uint16_t index, std::span<const ByteView> request,
                                         const CallOptions& options, Bytes& buffer) const {
-    using Clock = std::chrono::steady_clock;
-    using Microseconds = std::chrono::microseconds;
-    constexpr Microseconds firstPause{50};
-    constexpr Microseconds longestPause{200000};
-    constexpr int pollsAtOnce = 3;
+    if (const Result<void> begun = BeginService(index, request, options); !begun) {
+        return begun.Error();
+    }
+    return FinishService(index, options, buffer);
+}
 
+Result<void> Client::BeginService(std::uint16_t index, std::span<const ByteView> request,
+                                  const CallOptions& options) const {
     // A finished job keeps its object for a moment longer, until its worker has ended.
     const auto busyUntil = Clock::now() + options.busyTimeout;
-    Microseconds pause = firstPause;
+    Pause pause;
     for (;;) {
         const Result<void> started = WriteParts(index, s_subRequest, request);
-        if (started) {
-            break;
+        if (started || started.Error().code != OBJ_E_BUSY || Clock::now() >= busyUntil) {
+            return started;
         }
-        if (started.Error().code != OBJ_E_BUSY || Clock::now() >= busyUntil) {
-            return started.Error();
-        }
-        std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, longestPause);
+        pause.Sleep();
     }
+}
+
+Result<ServiceView> Client::FinishService(std::uint16_t index, const CallOptions& options, Bytes& buffer) const {
+    constexpr int pollsAtOnce = 2;
 
     const bool limited = options.timeout.count() > 0;
     const auto jobUntil = Clock::now() + options.timeout;
     Client poller(m_options);
-    pause = firstPause;
-    for (int polls = 0;; ++polls) {
+    Pause pause;
+    const auto limit = [&] {
         if (limited) {
             const auto left = std::chrono::ceil<Milliseconds>(jobUntil - Clock::now());
             const bool sooner = m_options.timeout.count() == 0 || left < m_options.timeout;
             poller.m_options.timeout = sooner ? std::max(left, Milliseconds(1)) : m_options.timeout;
         }
+    };
+    // Short jobs hold their object, so that the first question waits for them once they have begun.
+    limit();
+    const Result<ServiceView> early = poller.FetchResponse(index, options.responseCapacity, buffer);
+    if (early ? !early->status.Running() : early.Error().kind != ErrorKind::Timeout) {
+        return early;
+    }
+    for (int polls = 0;; ++polls) {
+        limit();
         const Result<ServiceStatus> status = poller.PollService(index);
         // A job that holds its object lets nobody read its status: no answer means that it runs.
         if (!status && status.Error().kind != ErrorKind::Timeout) {
@@ -491,13 +520,11 @@ Result<ServiceView> Client::CallService(std::uint16_t index, std::span<const Byt
         if (limited && Clock::now() >= jobUntil) {
             return Error{ErrorKind::Timeout, 0, 0, "the job still runs"};
         }
-        // Short jobs hold their object, so that the poll itself waits for them once they have begun.
         if (polls < pollsAtOnce) {
             std::this_thread::yield();
             continue;
         }
-        std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, longestPause);
+        pause.Sleep();
     }
     return FetchResponse(index, options.responseCapacity, buffer);
 }

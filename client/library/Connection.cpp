@@ -23,6 +23,12 @@ namespace {
 constexpr Milliseconds s_refusedPatience{250};
 constexpr Milliseconds s_retryPause{2};
 
+// Room for what is sent, so that a chunk of a file goes out without waiting for the service to read.
+constexpr std::size_t s_largestRoom = 2U << 20;
+
+// How often the rest of an answer is asked for before sleeping.
+constexpr int s_yieldsForMore = 200;
+
 // Parts of a frame that one call takes.
 constexpr std::size_t s_partsAtOnce = 32;
 
@@ -100,7 +106,28 @@ Result<void> Connection::Open(const std::string& path) {
     }
 }
 
+void Connection::MakeRoom(std::size_t size) const {
+    constexpr std::size_t enough = 64U << 10;
+    if (size <= enough) {
+        return;
+    }
+    const auto room = static_cast<int>(std::min(size, s_largestRoom));
+#ifdef SO_SNDBUFFORCE
+    // Beyond the system's limit, where the caller may.
+    if (setsockopt(m_socket, SOL_SOCKET, SO_SNDBUFFORCE, &room, sizeof room) == 0) {
+        return;
+    }
+#endif
+    // Less room only makes it slower.
+    (void)setsockopt(m_socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+}
+
 Result<void> Connection::Send(std::span<const ByteView> parts) {
+    std::size_t size = 0;
+    for (const ByteView part : parts) {
+        size += part.size();
+    }
+    MakeRoom(size);
     std::size_t sentOfFirst = 0;
     while (!parts.empty()) {
         std::array<iovec, s_partsAtOnce> pieces{};
@@ -136,10 +163,18 @@ Result<void> Connection::Send(std::span<const ByteView> parts) {
 
 Result<void> Connection::ReceiveExactly(std::span<std::uint8_t> buffer) {
     const std::size_t wanted = buffer.size();
+    int yields = 0;
     while (!buffer.empty()) {
         const ssize_t got = recv(m_socket, buffer.data(), buffer.size(), 0);
         if (got > 0) {
             buffer = buffer.subspan(static_cast<std::size_t>(got));
+            yields = 0;
+            continue;
+        }
+        // The rest of an answer is on its way: to sleep and be woken for each piece costs more than to ask again.
+        if (got < 0 && errno == EAGAIN && buffer.size() < wanted && yields < s_yieldsForMore) {
+            ++yields;
+            std::this_thread::yield();
             continue;
         }
         if (got == 0 || errno == ECONNRESET) {

@@ -26,6 +26,8 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    // Lets a large frame out without waiting, as far as the system allows.
+    void MakeRoom(std::size_t size) const;
     // Bytes of the answer into the whole of the buffer.
     Result<void> ReceiveExactly(std::span<std::uint8_t> buffer);
     // Waits until the socket is ready for the events of poll(2).

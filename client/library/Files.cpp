@@ -84,6 +84,22 @@ Result<Listing> ParseListing(ByteView record) {
     return listing;
 }
 
+// Asks the source until the chunk is full or the file ends. The number of bytes in the chunk.
+Result<std::size_t> Fill(std::span<std::uint8_t> chunk, const ChunkSource& source) {
+    std::size_t filled = 0;
+    while (filled < chunk.size()) {
+        const Result<std::size_t> got = source(chunk.subspan(filled));
+        if (!got) {
+            return got;
+        }
+        if (*got == 0) {
+            break;
+        }
+        filled += *got;
+    }
+    return filled;
+}
+
 } // namespace
 
 std::string EscapePattern(std::string_view path) {
@@ -116,9 +132,20 @@ Result<FileServices> FileServices::Find(Client client, CallOptions options) {
 
 Result<ByteView> FileServices::Call(unsigned service, std::span<const ByteView> request, std::uint32_t capacity,
                                     Bytes& buffer) const {
+    if (const Result<void> begun = Begin(service, request); !begun) {
+        return begun.Error();
+    }
+    return Finish(service, capacity, buffer);
+}
+
+Result<void> FileServices::Begin(unsigned service, std::span<const ByteView> request) const {
+    return m_client.BeginService(m_module.Service(service), request, m_options);
+}
+
+Result<ByteView> FileServices::Finish(unsigned service, std::uint32_t capacity, Bytes& buffer) const {
     CallOptions options = m_options;
     options.responseCapacity = capacity;
-    const Result<ServiceView> response = m_client.CallService(m_module.Service(service), request, options, buffer);
+    const Result<ServiceView> response = m_client.FinishService(m_module.Service(service), options, buffer);
     if (!response) {
         return response.Error();
     }
@@ -167,13 +194,18 @@ Result<std::uint64_t> FileServices::Read(std::string_view path, const ChunkSink&
     // One byte more than a small file has lets its first chunk tell the end.
     const auto data = static_cast<std::uint32_t>(std::min<std::uint64_t>(expectedSize, s_chunk - 1) + 1);
     const std::uint32_t capacity = static_cast<std::uint32_t>(s_readHead) + (expectedSize == 0 ? s_chunk : data);
-    Bytes request = MakeRecord({path.size(), 0, capacity}, {path});
+    const auto begin = [this](const Bytes& request) {
+        const ByteView parts[] = {request};
+        return Begin(s_serviceRead, parts);
+    };
+    if (const Result<void> begun = begin(MakeRecord({path.size(), 0, capacity}, {path})); !begun) {
+        return begun.Error();
+    }
     std::uint32_t handle = 0;
     std::uint64_t total = 0;
     Bytes buffer;
     for (;;) {
-        const ByteView parts[] = {request};
-        const Result<ByteView> record = Call(s_serviceRead, parts, capacity, buffer);
+        const Result<ByteView> record = Finish(s_serviceRead, capacity, buffer);
         if (!record) {
             return record.Error();
         }
@@ -186,6 +218,13 @@ Result<std::uint64_t> FileServices::Read(std::string_view path, const ChunkSink&
             // The chunk is one of another client's file.
             return Error{ErrorKind::Object, OBJ_E_INVALIDARG, 0, {}};
         }
+        handle = answered;
+        // The service reads the next chunk while this one is taken.
+        if (!atEnd) {
+            if (const Result<void> begun = begin(MakeRecord({0, handle, capacity}, {})); !begun) {
+                return begun.Error();
+            }
+        }
         const ByteView chunk = record->subspan(s_readHead);
         total += chunk.size();
         if (Result<void> taken = sink(chunk); !taken) {
@@ -194,8 +233,6 @@ Result<std::uint64_t> FileServices::Read(std::string_view path, const ChunkSink&
         if (atEnd) {
             return total;
         }
-        handle = answered;
-        request = MakeRecord({0, handle, capacity}, {});
     }
 }
 
@@ -211,24 +248,27 @@ Result<std::uint64_t> FileServices::Write(std::string_view path, const ChunkSour
     };
     Bytes chunk(s_chunk);
     Bytes buffer;
+    Result<std::size_t> filled = Fill(chunk, source);
     for (;;) {
-        const std::string_view named = handle == 0 ? path : std::string_view();
-        std::size_t filled = 0;
-        for (std::size_t got = 1; got > 0 && filled < chunk.size(); filled += got) {
-            const Result<std::size_t> more = source(std::span(chunk).subspan(filled));
-            if (!more) {
-                return giveUp(more.Error());
-            }
-            got = *more;
+        if (!filled) {
+            return giveUp(filled.Error());
         }
-        const bool last = filled < chunk.size();
-        const Bytes head = MakeRecord({named.size(), handle, filled, last ? 1U : 0U}, {named});
-        const ByteView parts[] = {head, ByteView(chunk).first(filled)};
-        const Result<ByteView> answer = Call(s_serviceWrite, parts, 0, buffer);
+        const std::string_view named = handle == 0 ? path : std::string_view();
+        const bool last = *filled < chunk.size();
+        const Bytes head = MakeRecord({named.size(), handle, *filled, last ? 1U : 0U}, {named});
+        const ByteView parts[] = {head, ByteView(chunk).first(*filled)};
+        if (const Result<void> begun = Begin(s_serviceWrite, parts); !begun) {
+            return giveUp(begun.Error());
+        }
+        total += *filled;
+        // The next chunk is fetched while the service writes this one.
+        if (!last) {
+            filled = Fill(chunk, source);
+        }
+        const Result<ByteView> answer = Finish(s_serviceWrite, 0, buffer);
         if (!answer) {
             return giveUp(answer.Error());
         }
-        total += filled;
         if (last) {
             return total;
         }

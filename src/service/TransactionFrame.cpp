@@ -2,12 +2,17 @@
 
 #include <sys/mman.h>
 
+#include <cstdlib>
 #include <cstring>
 
 CFrameMemory::CFrameMemory(std::size_t size) {
     if (size <= sizeof m_small) {
         std::memset(m_small, 0, size);
         m_bytes = m_small;
+        return;
+    }
+    if (size <= LARGEST_ALLOCATED) {
+        m_bytes = static_cast<unsigned char*>(std::malloc(size));
         return;
     }
     void* pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -20,5 +25,7 @@ CFrameMemory::CFrameMemory(std::size_t size) {
 CFrameMemory::~CFrameMemory() {
     if (m_mapped != 0) {
         munmap(m_bytes, m_mapped);
+    } else if (m_bytes != m_small) {
+        std::free(m_bytes);
     }
 }

@@ -24,8 +24,9 @@ struct _tagTPipeTransact {
 // Owns the memory of one frame.
 class CFrameMemory {
 public:
-    // Zeroed pages that are taken from the system as they are touched, so that a header that lies about its length
-    // costs nothing. Never throws: see IsValid.
+    // Takes memory from the system as it is touched, so that a header that lies about its length costs nothing. What
+    // it holds is the last user's: nothing of it is looked at before the client's bytes are there. Never throws: see
+    // IsValid.
     explicit CFrameMemory(std::size_t size);
     ~CFrameMemory();
     CFrameMemory(const CFrameMemory&) = delete;
@@ -38,6 +39,8 @@ public:
 private:
     // Most frames hold one short value: they live here, on the stack of their thread.
     static constexpr std::size_t SMALL_FRAME = 1024;
+    // The allocator serves chunks of files faster than the system, which clears each page; beyond, it has a limit.
+    static constexpr std::size_t LARGEST_ALLOCATED = 4U << 20;
 
     std::size_t m_mapped = 0;
     unsigned char* m_bytes = nullptr;

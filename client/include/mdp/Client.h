@@ -170,6 +170,11 @@ public:
     Result<ServiceView> CallService(std::uint16_t index, std::span<const ByteView> request, const CallOptions& options,
                                     Bytes& buffer) const;
 
+    /// The two halves of CallService, for work to be done while the job runs: the first starts it, and has taken the
+    /// request when it returns; the second waits for its end, the time of the options counting from there.
+    Result<void> BeginService(std::uint16_t index, std::span<const ByteView> request, const CallOptions& options) const;
+    Result<ServiceView> FinishService(std::uint16_t index, const CallOptions& options, Bytes& buffer) const;
+
     /// Sends one whole frame and gives the bytes of the answer, without the length in front.
     Result<Bytes> Transact(ByteView frame) const;
 

@@ -202,11 +202,14 @@ TEST_F(DictionaryConcurrencyTest, ModulesSleepAndWakeInAStormOfReaders) {
             std::this_thread::sleep_for(std::chrono::microseconds(200 * (number + 1)));
         }
     });
+    int deactivations = 0;
     for (const auto& activator : activators) {
-        EXPECT_GE(activator->m_deactivations, 1); // the storm left gaps
+        deactivations += activator->m_deactivations;
         EXPECT_GE(activator->m_activations, activator->m_deactivations);
         EXPECT_LE(activator->m_activations, activator->m_deactivations + 1);
     }
+    // Not each of them: a pass starts anew after each module, and those in front may be awake again by then.
+    EXPECT_GE(deactivations, 1);
 }
 
 TEST_F(DictionaryConcurrencyTest, ModulesAreAddedWhileThePassesRun) {
