@@ -476,7 +476,7 @@ Result<void> Client::BeginService(std::uint16_t index, std::span<const ByteView>
     const auto busyUntil = Clock::now() + options.busyTimeout;
     Pause pause;
     for (;;) {
-        const Result<void> started = WriteParts(index, s_subRequest, request);
+        Result<void> started = WriteParts(index, s_subRequest, request);
         if (started || started.Error().code != OBJ_E_BUSY || Clock::now() >= busyUntil) {
             return started;
         }
@@ -485,27 +485,18 @@ Result<void> Client::BeginService(std::uint16_t index, std::span<const ByteView>
 }
 
 Result<ServiceView> Client::FinishService(std::uint16_t index, const CallOptions& options, Bytes& buffer) const {
-    constexpr int pollsAtOnce = 2;
+    constexpr int pollsAtOnce = 3;
 
     const bool limited = options.timeout.count() > 0;
     const auto jobUntil = Clock::now() + options.timeout;
     Client poller(m_options);
     Pause pause;
-    const auto limit = [&] {
+    for (int polls = 0;; ++polls) {
         if (limited) {
             const auto left = std::chrono::ceil<Milliseconds>(jobUntil - Clock::now());
             const bool sooner = m_options.timeout.count() == 0 || left < m_options.timeout;
             poller.m_options.timeout = sooner ? std::max(left, Milliseconds(1)) : m_options.timeout;
         }
-    };
-    // Short jobs hold their object, so that the first question waits for them once they have begun.
-    limit();
-    const Result<ServiceView> early = poller.FetchResponse(index, options.responseCapacity, buffer);
-    if (early ? !early->status.Running() : early.Error().kind != ErrorKind::Timeout) {
-        return early;
-    }
-    for (int polls = 0;; ++polls) {
-        limit();
         const Result<ServiceStatus> status = poller.PollService(index);
         // A job that holds its object lets nobody read its status: no answer means that it runs.
         if (!status && status.Error().kind != ErrorKind::Timeout) {
@@ -520,6 +511,7 @@ Result<ServiceView> Client::FinishService(std::uint16_t index, const CallOptions
         if (limited && Clock::now() >= jobUntil) {
             return Error{ErrorKind::Timeout, 0, 0, "the job still runs"};
         }
+        // Short jobs hold their object, so that the poll itself waits for them once they have begun.
         if (polls < pollsAtOnce) {
             std::this_thread::yield();
             continue;

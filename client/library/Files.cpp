@@ -88,7 +88,7 @@ Result<Listing> ParseListing(ByteView record) {
 Result<std::size_t> Fill(std::span<std::uint8_t> chunk, const ChunkSource& source) {
     std::size_t filled = 0;
     while (filled < chunk.size()) {
-        const Result<std::size_t> got = source(chunk.subspan(filled));
+        Result<std::size_t> got = source(chunk.subspan(filled));
         if (!got) {
             return got;
         }
