@@ -20,7 +20,8 @@ protected:
 };
 
 int Mdp(const std::string& arguments) {
-    return std::system((SYLVARIN_MDP " " + arguments).c_str()); // NOLINT(cert-env33-c): a command line as a user types it
+    // NOLINTNEXTLINE(cert-env33-c): a command line as a user types it
+    return std::system((SYLVARIN_MDP " " + arguments).c_str());
 }
 
 void MakeFile(const std::string& path) {
