@@ -3,11 +3,9 @@
 #include <sys/mman.h>
 
 #include <cstdlib>
-#include <cstring>
 
 CFrameMemory::CFrameMemory(std::size_t size) {
     if (size <= sizeof m_small) {
-        std::memset(m_small, 0, size);
         m_bytes = m_small;
         return;
     }
