@@ -25,6 +25,9 @@ constexpr int BACKLOG = 10;
 // A frame is read in pieces of this size; a call takes several where more is wanted.
 constexpr std::size_t READ_PIECE = 512;
 constexpr std::size_t READ_PIECES = 128;
+// With this much to come, the rest of a frame is asked for so often before its thread sleeps.
+constexpr std::size_t LARGE_REST = 4096;
+constexpr int YIELDS_FOR_MORE = 200;
 
 // The listening socket, for the stop that cannot reach the receiver through the socket's path. -1 while there is none.
 std::atomic<int> s_listening{-1};
@@ -52,10 +55,11 @@ void MakeRoom(int socket, std::size_t size) {
     }
     const auto room = static_cast<int>(std::min(size, largest));
 #ifdef SO_SNDBUFFORCE
-    setsockopt(socket, SOL_SOCKET, SO_SNDBUFFORCE, &room, sizeof room);
-#else
-    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+    if (setsockopt(socket, SOL_SOCKET, SO_SNDBUFFORCE, &room, sizeof room) == 0) {
+        return;
+    }
 #endif
+    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
 }
 
 bool WriteAll(int socket, const void* from, std::size_t count) {
@@ -71,8 +75,8 @@ bool WriteAll(int socket, const void* from, std::size_t count) {
     return true;
 }
 
-// One call that reads up to `wanted` bytes, in pieces. As read.
-ssize_t ReadPieces(int socket, unsigned char* bytes, std::size_t wanted) {
+// One call that reads up to `wanted` bytes, in pieces. As recvmsg.
+ssize_t ReadPieces(int socket, unsigned char* bytes, std::size_t wanted, int flags) {
     std::array<iovec, READ_PIECES> pieces;
     std::size_t count = 0;
     do {
@@ -81,16 +85,27 @@ ssize_t ReadPieces(int socket, unsigned char* bytes, std::size_t wanted) {
         bytes += size;
         wanted -= size;
     } while (wanted != 0 && count < pieces.size());
-    return readv(socket, pieces.data(), static_cast<int>(count));
+    msghdr message{};
+    message.msg_iov = pieces.data();
+    message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);
+    return recvmsg(socket, &message, flags);
 }
 
 // Reads to `bytes + received` until there are `total` bytes. Stops at the end of file. Negative on failure.
 ssize_t ReadUpTo(int socket, unsigned char* bytes, std::size_t& received, std::size_t total) {
     ssize_t count = 0;
+    int yields = 0;
     do {
-        count = ReadPieces(socket, bytes + received, total - received);
+        // The rest of a large frame is on its way: to sleep and be woken for each part costs more than to ask again.
+        const bool asksAgain = total - received >= LARGE_REST && yields < YIELDS_FOR_MORE;
+        count = ReadPieces(socket, bytes + received, total - received, asksAgain ? MSG_DONTWAIT : 0);
         if (count > 0) {
             received += static_cast<std::size_t>(count);
+            yields = 0;
+        } else if (asksAgain && count < 0 && errno == EAGAIN) {
+            ++yields;
+            std::this_thread::yield();
+            count = 1;
         }
     } while (count > 0 && received < total);
     return count;
