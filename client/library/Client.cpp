@@ -137,43 +137,81 @@ Result<Bytes> Client::Transact(ByteView frame) const {
     return answer;
 }
 
+Transaction::Transaction(std::unique_ptr<Connection> connection, Bytes rest)
+    : m_connection(std::move(connection)), m_rest(std::move(rest)) {}
+
+Transaction::Transaction(Transaction&& other) noexcept = default;
+Transaction& Transaction::operator=(Transaction&& other) noexcept = default;
+Transaction::~Transaction() = default;
+
+Result<Transaction> Client::Send(std::span<const ByteView> parts, Bytes rest) const {
+    auto connection = std::make_unique<Connection>(m_options.timeout);
+    if (const Result<void> opened = connection->Open(m_options.socketPath); !opened) {
+        return opened.Error();
+    }
+    if (const Result<void> sent = connection->Send(parts); !sent) {
+        return sent.Error();
+    }
+    return Transaction(std::move(connection), std::move(rest));
+}
+
+Result<void> Client::Complete(Transaction& transaction, Bytes& answer) const {
+    if (!transaction.m_rest.empty()) {
+        const ByteView rest = transaction.m_rest;
+        if (Result<void> sent = transaction.m_connection->Send(std::span(&rest, 1)); !sent) {
+            return sent;
+        }
+    }
+    return transaction.m_connection->Receive(answer);
+}
+
 Result<void> Client::Transact(std::span<const ByteView> parts, Bytes& answer) const {
-    Connection connection(m_options.timeout);
-    if (Result<void> opened = connection.Open(m_options.socketPath); !opened) {
-        return opened;
+    Result<Transaction> transaction = Send(parts);
+    if (!transaction) {
+        return transaction.Error();
     }
-    if (Result<void> sent = connection.Send(parts); !sent) {
-        return sent;
+    return Complete(*transaction, answer);
+}
+
+Result<Transaction> Client::SendRead(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
+                                     std::uint32_t capacity) const {
+    Bytes head = StartFrame(s_recordHead + capacity, s_recordHead + capacity, true);
+    PutRecordHead(head, index, subIndex, flags, capacity);
+    std::vector<ByteView> parts{head};
+    // The answer area goes out as zeros.
+    for (std::size_t left = capacity; left > 0; left -= parts.back().size()) {
+        parts.push_back(ByteView(s_zeros).first(std::min(left, s_zeros.size())));
     }
-    return connection.Receive(answer);
+    return Send(parts);
+}
+
+Result<Client::RecordView> Client::CompleteRead(Transaction& transaction, Bytes& buffer) const {
+    if (const Result<void> done = Complete(transaction, buffer); !done) {
+        return done.Error();
+    }
+    if (buffer.size() < s_recordHead) {
+        return Malformed("a record shorter than its head");
+    }
+    const Code code = RecordCode(buffer);
+    if (Wire::Get<std::uint32_t>(buffer, 14) != buffer.size() - s_recordHead) {
+        return Malformed("the length of the value does not fit the answer");
+    }
+    return RecordView{code, ByteView(buffer).subspan(s_recordHead)};
 }
 
 Result<Client::RecordView> Client::ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
                                               std::uint32_t capacity, Bytes& buffer) const {
     for (;;) {
-        Bytes head = StartFrame(s_recordHead + capacity, s_recordHead + capacity, true);
-        PutRecordHead(head, index, subIndex, flags, capacity);
-        std::vector<ByteView> parts{head};
-        // The answer area goes out as zeros.
-        for (std::size_t left = capacity; left > 0; left -= parts.back().size()) {
-            parts.push_back(ByteView(s_zeros).first(std::min(left, s_zeros.size())));
+        Result<Transaction> transaction = SendRead(index, subIndex, flags, capacity);
+        if (!transaction) {
+            return transaction.Error();
         }
-        if (Result<void> done = Transact(parts, buffer); !done) {
-            return done.Error();
+        Result<RecordView> record = CompleteRead(*transaction, buffer);
+        if (!record || record->code != OBJ_E_BUFFERTOOSMALL || capacity >= m_options.maximumCapacity) {
+            return record;
         }
-        if (buffer.size() < s_recordHead) {
-            return Malformed("a record shorter than its head");
-        }
-        const Code code = RecordCode(buffer);
-        if (code == OBJ_E_BUFFERTOOSMALL && capacity < m_options.maximumCapacity) {
-            const std::uint64_t larger = std::max<std::uint64_t>(std::uint64_t{capacity} * 8, 64);
-            capacity = static_cast<std::uint32_t>(std::min<std::uint64_t>(larger, m_options.maximumCapacity));
-            continue;
-        }
-        if (Wire::Get<std::uint32_t>(buffer, 14) != buffer.size() - s_recordHead) {
-            return Malformed("the length of the value does not fit the answer");
-        }
-        return RecordView{code, ByteView(buffer).subspan(s_recordHead)};
+        const std::uint64_t larger = std::max<std::uint64_t>(std::uint64_t{capacity} * 8, 64);
+        capacity = static_cast<std::uint32_t>(std::min<std::uint64_t>(larger, m_options.maximumCapacity));
     }
 }
 
@@ -206,7 +244,8 @@ Result<void> Client::Write(std::uint16_t index, std::uint8_t subIndex, ByteView 
     return WriteParts(index, subIndex, std::span(&data, 1));
 }
 
-Result<void> Client::WriteParts(std::uint16_t index, std::uint8_t subIndex, std::span<const ByteView> data) const {
+Result<Transaction> Client::SendWrite(std::uint16_t index, std::uint8_t subIndex, std::span<const ByteView> data,
+                                      bool holdBack) const {
     std::size_t size = 0;
     for (const ByteView part : data) {
         size += part.size();
@@ -218,8 +257,20 @@ Result<void> Client::WriteParts(std::uint16_t index, std::uint8_t subIndex, std:
     PutRecordHead(head, index, subIndex, 0, size);
     std::vector<ByteView> parts{head};
     parts.insert(parts.end(), data.begin(), data.end());
+    Bytes rest;
+    if (holdBack) {
+        while (parts.back().empty()) {
+            parts.pop_back();
+        }
+        rest.push_back(parts.back().back());
+        parts.back() = parts.back().first(parts.back().size() - 1);
+    }
+    return Send(parts, std::move(rest));
+}
+
+Result<void> Client::CompleteWrite(Transaction& transaction) const {
     Bytes answer;
-    if (Result<void> done = Transact(parts, answer); !done) {
+    if (Result<void> done = Complete(transaction, answer); !done) {
         return done;
     }
     if (answer.size() != s_recordHead) {
@@ -229,6 +280,14 @@ Result<void> Client::WriteParts(std::uint16_t index, std::uint8_t subIndex, std:
         return ObjectError(code);
     }
     return {};
+}
+
+Result<void> Client::WriteParts(std::uint16_t index, std::uint8_t subIndex, std::span<const ByteView> data) const {
+    Result<Transaction> transaction = SendWrite(index, subIndex, data, false);
+    if (!transaction) {
+        return transaction.Error();
+    }
+    return CompleteWrite(*transaction);
 }
 
 Result<Bytes> Client::ListRequest(std::uint16_t listType, std::uint32_t capacity) const {
@@ -440,43 +499,61 @@ Result<ServiceResponse> Client::FetchResponse(std::uint16_t index, std::uint32_t
     return Owned(FetchResponse(index, capacity, buffer));
 }
 
-Result<ServiceView> Client::FetchResponse(std::uint16_t index, std::uint32_t capacity, Bytes& buffer) const {
-    const std::uint32_t wanted = std::max(m_options.readCapacity, capacity > 0 ? capacity + 2 : 0);
-    const Result<RecordView> value = ReadRecord(index, s_subRequest, s_flagService, wanted, buffer);
-    if (!value) {
-        return value.Error();
+std::uint32_t Client::FetchCapacity(std::uint32_t capacity) const {
+    return std::max(m_options.readCapacity, capacity > 0 ? capacity + 2 : 0);
+}
+
+Result<ServiceView> Client::ResponseOf(const Result<RecordView>& record) {
+    if (!record) {
+        return record.Error();
     }
-    if (IsError(value->code)) {
-        return ObjectError(value->code);
+    if (IsError(record->code)) {
+        return ObjectError(record->code);
     }
-    if (value->data.size() < 2) {
+    if (record->data.size() < 2) {
         return Malformed("a response without its two status bytes");
     }
     // The first byte is the status at the end of a job, the second that of a running one.
-    const std::uint8_t running = value->data[1];
-    return ServiceView{ServiceStatus{running != 0 ? running : value->data[0]}, value->data.subspan(2)};
+    const std::uint8_t running = record->data[1];
+    return ServiceView{ServiceStatus{running != 0 ? running : record->data[0]}, record->data.subspan(2)};
+}
+
+Result<ServiceView> Client::FetchResponse(std::uint16_t index, std::uint32_t capacity, Bytes& buffer) const {
+    return ResponseOf(ReadRecord(index, s_subRequest, s_flagService, FetchCapacity(capacity), buffer));
 }
 
 Result<ServiceResponse> Client::CallService(std::uint16_t index, ByteView request, const CallOptions& options) const {
-    Bytes buffer;
-    return Owned(CallService(index, std::span(&request, 1), options, buffer));
-}
-
-Result<ServiceView> Client::CallService(std::uint16_t index, std::span<const ByteView> request,
-                                        const CallOptions& options, Bytes& buffer) const {
-    if (const Result<void> begun = BeginService(index, request, options); !begun) {
+    if (const Result<void> begun = BeginService(index, std::span(&request, 1), options); !begun) {
         return begun.Error();
     }
-    return FinishService(index, options, buffer);
+    Bytes buffer;
+    return Owned(FinishService(index, options, buffer));
 }
 
-Result<void> Client::BeginService(std::uint16_t index, std::span<const ByteView> request,
-                                  const CallOptions& options) const {
+Result<Transaction> Client::SendRequestAhead(std::uint16_t index, std::span<const ByteView> request) const {
+    return SendWrite(index, s_subRequest, request, true);
+}
+
+Result<Transaction> Client::AskForResponseAhead(std::uint16_t index, std::uint32_t capacity) const {
+    return SendRead(index, s_subRequest, s_flagService, FetchCapacity(capacity));
+}
+
+Result<void> Client::BeginService(std::uint16_t index, std::span<const ByteView> request, const CallOptions& options,
+                                  std::optional<Transaction> ahead) const {
     // A finished job keeps its object for a moment longer, until its worker has ended.
     const auto busyUntil = Clock::now() + options.busyTimeout;
+    const auto start = [&]() -> Result<void> {
+        if (!ahead) {
+            return WriteParts(index, s_subRequest, request);
+        }
+        Transaction sent = std::move(*ahead);
+        ahead.reset();
+        sent.m_connection->AllowTime(m_options.timeout);
+        return CompleteWrite(sent);
+    };
     Pause pause;
     for (;;) {
-        Result<void> started = WriteParts(index, s_subRequest, request);
+        Result<void> started = start();
         if (started || started.Error().code != OBJ_E_BUSY || Clock::now() >= busyUntil) {
             return started;
         }
@@ -484,19 +561,35 @@ Result<void> Client::BeginService(std::uint16_t index, std::span<const ByteView>
     }
 }
 
-Result<ServiceView> Client::FinishService(std::uint16_t index, const CallOptions& options, Bytes& buffer) const {
+Result<ServiceView> Client::FinishService(std::uint16_t index, const CallOptions& options, Bytes& buffer,
+                                          std::optional<Transaction> ahead) const {
     constexpr int pollsAtOnce = 3;
 
     const bool limited = options.timeout.count() > 0;
     const auto jobUntil = Clock::now() + options.timeout;
+    const auto answerTime = [&] {
+        if (!limited) {
+            return m_options.timeout;
+        }
+        const auto left = std::chrono::ceil<Milliseconds>(jobUntil - Clock::now());
+        const bool sooner = m_options.timeout.count() == 0 || left < m_options.timeout;
+        return sooner ? std::max(left, Milliseconds(1)) : m_options.timeout;
+    };
+    if (ahead) {
+        ahead->m_connection->AllowTime(answerTime());
+        Result<ServiceView> response = ResponseOf(CompleteRead(*ahead, buffer));
+        ahead.reset();
+        const bool isTooEarly =
+            response ? response->status.Running()
+                     : response.Error().kind == ErrorKind::Timeout || response.Error().code == OBJ_E_BUFFERTOOSMALL;
+        if (!isTooEarly) {
+            return response;
+        }
+    }
     Client poller(m_options);
     Pause pause;
     for (int polls = 0;; ++polls) {
-        if (limited) {
-            const auto left = std::chrono::ceil<Milliseconds>(jobUntil - Clock::now());
-            const bool sooner = m_options.timeout.count() == 0 || left < m_options.timeout;
-            poller.m_options.timeout = sooner ? std::max(left, Milliseconds(1)) : m_options.timeout;
-        }
+        poller.m_options.timeout = answerTime();
         const Result<ServiceStatus> status = poller.PollService(index);
         // A job that holds its object lets nobody read its status: no answer means that it runs.
         if (!status && status.Error().kind != ErrorKind::Timeout) {

@@ -41,7 +41,14 @@ const Error s_closed{ErrorKind::Closed, 0, 0, "the service closed the connection
 
 } // namespace
 
-Connection::Connection(Milliseconds timeout) : m_limited(timeout.count() > 0), m_deadline(Clock::now() + timeout) {}
+Connection::Connection(Milliseconds timeout) {
+    AllowTime(timeout);
+}
+
+void Connection::AllowTime(Milliseconds timeout) {
+    m_limited = timeout.count() > 0;
+    m_deadline = Clock::now() + timeout;
+}
 
 Connection::~Connection() {
     if (m_socket >= 0) {
@@ -172,7 +179,7 @@ Result<void> Connection::ReceiveExactly(std::span<std::uint8_t> buffer) {
             continue;
         }
         // The rest of an answer is on its way: to sleep and be woken for each piece costs more than to ask again.
-        if (got < 0 && errno == EAGAIN && buffer.size() < wanted && yields < s_yieldsForMore) {
+        if (got < 0 && errno == EAGAIN && yields < s_yieldsForMore) {
             ++yields;
             std::this_thread::yield();
             continue;

@@ -13,6 +13,8 @@ class Connection {
 public:
     // A timeout of 0 waits for ever; the time counts for everything that the connection does.
     explicit Connection(Milliseconds timeout);
+    // The time counts anew from now.
+    void AllowTime(Milliseconds timeout);
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
@@ -39,7 +41,7 @@ private:
     int TimeLeft() const;
 
     int m_socket = -1;
-    bool m_limited;
+    bool m_limited = false;
     Clock::time_point m_deadline;
 };
 

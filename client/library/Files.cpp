@@ -21,6 +21,7 @@ constexpr std::uint32_t s_flagOverwrite = 2;
 
 // Large enough that the transactions cost little, small enough that a progress display moves.
 constexpr std::uint32_t s_chunk = 1U << 20;
+constexpr std::size_t s_page = 4096;
 constexpr std::uint32_t s_listCapacity = 16384;
 
 constexpr std::size_t s_listHead = 24;
@@ -84,6 +85,14 @@ Result<Listing> ParseListing(ByteView record) {
     return listing;
 }
 
+// The system copies several times slower to a place shortly behind the start of a page, where the allocator puts large
+// blocks, than to the start itself.
+std::span<std::uint8_t> StartingOnAPage(std::span<std::uint8_t> memory) {
+    void* start = memory.data();
+    std::size_t size = memory.size();
+    return {static_cast<std::uint8_t*>(std::align(s_page, 1, start, size)), size};
+}
+
 // Asks the source until the chunk is full or the file ends. The number of bytes in the chunk.
 Result<std::size_t> Fill(std::span<std::uint8_t> chunk, const ChunkSource& source) {
     std::size_t filled = 0;
@@ -130,22 +139,15 @@ Result<FileServices> FileServices::Find(Client client, CallOptions options) {
     return Error{ErrorKind::Argument, 0, 0, "this machine offers no file services"};
 }
 
-Result<ByteView> FileServices::Call(unsigned service, std::span<const ByteView> request, std::uint32_t capacity,
-                                    Bytes& buffer) const {
-    if (const Result<void> begun = Begin(service, request); !begun) {
-        return begun.Error();
-    }
-    return Finish(service, capacity, buffer);
+Result<void> FileServices::Begin(unsigned service, std::span<const ByteView> request, Ahead ahead) const {
+    return m_client.BeginService(m_module.Service(service), request, m_options, std::move(ahead));
 }
 
-Result<void> FileServices::Begin(unsigned service, std::span<const ByteView> request) const {
-    return m_client.BeginService(m_module.Service(service), request, m_options);
-}
-
-Result<ByteView> FileServices::Finish(unsigned service, std::uint32_t capacity, Bytes& buffer) const {
+Result<ByteView> FileServices::Finish(unsigned service, std::uint32_t capacity, Bytes& buffer, Ahead ahead) const {
     CallOptions options = m_options;
     options.responseCapacity = capacity;
-    const Result<ServiceView> response = m_client.FinishService(m_module.Service(service), options, buffer);
+    const Result<ServiceView> response =
+        m_client.FinishService(m_module.Service(service), options, buffer, std::move(ahead));
     if (!response) {
         return response.Error();
     }
@@ -156,8 +158,11 @@ Result<ByteView> FileServices::Finish(unsigned service, std::uint32_t capacity, 
 }
 
 Result<Bytes> FileServices::Call(unsigned service, ByteView request, std::uint32_t capacity) const {
+    if (const Result<void> begun = Begin(service, std::span(&request, 1)); !begun) {
+        return begun.Error();
+    }
     Bytes buffer;
-    const Result<ByteView> data = Call(service, std::span(&request, 1), capacity, buffer);
+    const Result<ByteView> data = Finish(service, capacity, buffer);
     if (!data) {
         return data.Error();
     }
@@ -194,18 +199,17 @@ Result<std::uint64_t> FileServices::Read(std::string_view path, const ChunkSink&
     // One byte more than a small file has lets its first chunk tell the end.
     const auto data = static_cast<std::uint32_t>(std::min<std::uint64_t>(expectedSize, s_chunk - 1) + 1);
     const std::uint32_t capacity = static_cast<std::uint32_t>(s_readHead) + (expectedSize == 0 ? s_chunk : data);
-    const auto begin = [this](const Bytes& request) {
-        const ByteView parts[] = {request};
-        return Begin(s_serviceRead, parts);
-    };
+    const auto begin = [this](ByteView request) { return Begin(s_serviceRead, std::span(&request, 1)); };
     if (const Result<void> begun = begin(MakeRecord({path.size(), 0, capacity}, {path})); !begun) {
         return begun.Error();
     }
     std::uint32_t handle = 0;
     std::uint64_t total = 0;
     Bytes buffer;
+    Ahead response;
     for (;;) {
-        const Result<ByteView> record = Finish(s_serviceRead, capacity, buffer);
+        const Result<ByteView> record = Finish(s_serviceRead, capacity, buffer, std::move(response));
+        response.reset();
         if (!record) {
             return record.Error();
         }
@@ -219,11 +223,16 @@ Result<std::uint64_t> FileServices::Read(std::string_view path, const ChunkSink&
             return Error{ErrorKind::Object, OBJ_E_INVALIDARG, 0, {}};
         }
         handle = answered;
-        // The service reads the next chunk while this one is taken.
+        // The service reads and sends the next chunk while this one is taken.
         if (!atEnd) {
             if (const Result<void> begun = begin(MakeRecord({0, handle, capacity}, {})); !begun) {
                 return begun.Error();
             }
+            Result<Transaction> asked = m_client.AskForResponseAhead(m_module.Service(s_serviceRead), capacity);
+            if (!asked) {
+                return asked.Error();
+            }
+            response = std::move(*asked);
         }
         const ByteView chunk = record->subspan(s_readHead);
         total += chunk.size();
@@ -246,8 +255,10 @@ Result<std::uint64_t> FileServices::Write(std::string_view path, const ChunkSour
         }
         return error;
     };
-    Bytes chunk(s_chunk);
+    Bytes memory(s_chunk + s_page);
+    const std::span<std::uint8_t> chunk = StartingOnAPage(memory).first(s_chunk);
     Bytes buffer;
+    Ahead request;
     Result<std::size_t> filled = Fill(chunk, source);
     for (;;) {
         if (!filled) {
@@ -256,17 +267,29 @@ Result<std::uint64_t> FileServices::Write(std::string_view path, const ChunkSour
         const std::string_view named = handle == 0 ? path : std::string_view();
         const bool last = *filled < chunk.size();
         const Bytes head = MakeRecord({named.size(), handle, *filled, last ? 1U : 0U}, {named});
-        const ByteView parts[] = {head, ByteView(chunk).first(*filled)};
-        if (const Result<void> begun = Begin(s_serviceWrite, parts); !begun) {
+        const ByteView parts[] = {head, chunk.first(*filled)};
+        if (const Result<void> begun = Begin(s_serviceWrite, parts, std::move(request)); !begun) {
             return giveUp(begun.Error());
         }
+        request.reset();
         total += *filled;
-        // The next chunk is fetched while the service writes this one.
+        // The next chunk is fetched and sent while the service writes this one.
         if (!last) {
             filled = Fill(chunk, source);
+            if (filled && handle != 0) {
+                const bool nextLast = *filled < chunk.size();
+                const Bytes nextHead = MakeRecord({0, handle, *filled, nextLast ? 1U : 0U}, {});
+                const ByteView nextParts[] = {nextHead, chunk.first(*filled)};
+                Result<Transaction> sent = m_client.SendRequestAhead(m_module.Service(s_serviceWrite), nextParts);
+                if (!sent) {
+                    return giveUp(sent.Error());
+                }
+                request = std::move(*sent);
+            }
         }
         const Result<ByteView> answer = Finish(s_serviceWrite, 0, buffer);
         if (!answer) {
+            request.reset();
             return giveUp(answer.Error());
         }
         if (last) {

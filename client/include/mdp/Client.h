@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -122,6 +123,25 @@ struct CallOptions {
     std::function<void(ServiceStatus)> progress; ///< called from time to time while the job runs
 };
 
+class Connection;
+
+/// A transaction that has begun: its frame, or all of it but the end, is with the service. It is given up with the
+/// object.
+class Transaction {
+public:
+    Transaction(Transaction&& other) noexcept;
+    Transaction& operator=(Transaction&& other) noexcept;
+    ~Transaction();
+
+private:
+    friend class Client;
+
+    Transaction(std::unique_ptr<Connection> connection, Bytes rest);
+
+    std::unique_ptr<Connection> m_connection;
+    Bytes m_rest; // what is still to be sent
+};
+
 /// A client of the service. It holds no connection: each call connects anew, and so it may be used by several threads
 /// at once. Calls block, at most for the time of the options.
 class Client {
@@ -165,15 +185,19 @@ public:
     /// limit but that of the options. Error kind Timeout tells that the job still runs.
     Result<ServiceResponse> CallService(std::uint16_t index, ByteView request, const CallOptions& options = {}) const;
 
-    /// The same for large jobs one after the other: the request comes in parts, which are sent one behind the other,
-    /// and the buffer, which holds the response, is used again.
-    Result<ServiceView> CallService(std::uint16_t index, std::span<const ByteView> request, const CallOptions& options,
-                                    Bytes& buffer) const;
+    /// The two halves of CallService, for large jobs one after the other and work to be done while they run. The first
+    /// starts the job; it has taken the request, whose parts are sent one behind the other, when it returns. The second
+    /// waits for its end, the time of the options counting from there; the buffer, which holds the response, is used
+    /// again. Each takes what was sent ahead for it.
+    Result<void> BeginService(std::uint16_t index, std::span<const ByteView> request, const CallOptions& options,
+                              std::optional<Transaction> ahead = std::nullopt) const;
+    Result<ServiceView> FinishService(std::uint16_t index, const CallOptions& options, Bytes& buffer,
+                                      std::optional<Transaction> ahead = std::nullopt) const;
 
-    /// The two halves of CallService, for work to be done while the job runs: the first starts it, and has taken the
-    /// request when it returns; the second waits for its end, the time of the options counting from there.
-    Result<void> BeginService(std::uint16_t index, std::span<const ByteView> request, const CallOptions& options) const;
-    Result<ServiceView> FinishService(std::uint16_t index, const CallOptions& options, Bytes& buffer) const;
+    /// Sends all but the end of a request, while the job before it still runs. For BeginService with the same request.
+    Result<Transaction> SendRequestAhead(std::uint16_t index, std::span<const ByteView> request) const;
+    /// Asks for the response of a job that still runs. For FinishService with the same index and capacity.
+    Result<Transaction> AskForResponseAhead(std::uint16_t index, std::uint32_t capacity) const;
 
     /// Sends one whole frame and gives the bytes of the answer, without the length in front.
     Result<Bytes> Transact(ByteView frame) const;
@@ -184,12 +208,23 @@ private:
         ByteView data;
     };
 
+    // The rest of the frame goes out when the transaction is completed.
+    Result<Transaction> Send(std::span<const ByteView> parts, Bytes rest = {}) const;
+    Result<void> Complete(Transaction& transaction, Bytes& answer) const;
     Result<void> Transact(std::span<const ByteView> parts, Bytes& answer) const;
+    Result<Transaction> SendWrite(std::uint16_t index, std::uint8_t subIndex, std::span<const ByteView> data,
+                                  bool holdBack) const;
+    Result<void> CompleteWrite(Transaction& transaction) const;
     Result<void> WriteParts(std::uint16_t index, std::uint8_t subIndex, std::span<const ByteView> data) const;
+    Result<Transaction> SendRead(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
+                                 std::uint32_t capacity) const;
+    Result<RecordView> CompleteRead(Transaction& transaction, Bytes& buffer) const;
     Result<RecordView> ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
                                   std::uint32_t capacity, Bytes& buffer) const;
     Result<CompleteValue> ReadRecord(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags,
                                      std::uint32_t capacity) const;
+    std::uint32_t FetchCapacity(std::uint32_t capacity) const;
+    static Result<ServiceView> ResponseOf(const Result<RecordView>& record);
     Result<ServiceView> FetchResponse(std::uint16_t index, std::uint32_t capacity, Bytes& buffer) const;
     // The cause of a description that was refused, as far as reading the entry tells it.
     Error WhyRefused(const Error& refusal, std::uint16_t index, std::uint8_t subIndex) const;

@@ -75,12 +75,12 @@ public:
 private:
     FileServices(Client client, CallOptions options, Module module);
 
+    using Ahead = std::optional<Transaction>;
+
+    Result<void> Begin(unsigned service, std::span<const ByteView> request, Ahead ahead = std::nullopt) const;
     // The response data of a job that succeeded, in the buffer.
-    Result<ByteView> Call(unsigned service, std::span<const ByteView> request, std::uint32_t capacity,
-                          Bytes& buffer) const;
-    // Its two halves: starting the job, and waiting for it.
-    Result<void> Begin(unsigned service, std::span<const ByteView> request) const;
-    Result<ByteView> Finish(unsigned service, std::uint32_t capacity, Bytes& buffer) const;
+    Result<ByteView> Finish(unsigned service, std::uint32_t capacity, Bytes& buffer, Ahead ahead = std::nullopt) const;
+    // Both, for a short response.
     Result<Bytes> Call(unsigned service, ByteView request, std::uint32_t capacity) const;
     Result<void> CallWithoutData(unsigned service, ByteView request) const;
     Result<void> CopyOrMove(std::string_view source, std::string_view destination, std::uint32_t flags) const;

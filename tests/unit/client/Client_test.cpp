@@ -370,6 +370,115 @@ TEST(Client, CallTakesAStatusThatIsNotAnsweredForARunningJob) {
     EXPECT_EQ(polls, 2);
 }
 
+TEST(Client, RequestSentAheadIsWholeWhenItsJobBegins) {
+    FakeService service({Reply(Hex("0000 00b0 00 01 0000000000000000 00000000"))});
+    const Mdp::Client client = ClientOf(service);
+    const TestBytes head = Hex("98");
+    const TestBytes data = Hex("9a9b");
+    const Mdp::ByteView parts[] = {head, data, {}};
+
+    auto ahead = client.SendRequestAhead(0xB000, parts);
+    ASSERT_TRUE(ahead) << ahead.Error().Message();
+    const auto begun = client.BeginService(0xB000, parts, {}, std::move(*ahead));
+
+    ASSERT_TRUE(begun) << begun.Error().Message();
+    EXPECT_THAT(service.Frames(), ElementsAre(Hex("2d00000000000000 1800000000000000 2d00000000000000"
+                                                  "0000 00b0 00 01 0000000000000000 03000000 989a9b")));
+}
+
+TEST(Client, RequestSentAheadAndGivenUpStartsNothing) {
+    FakeService service({Reply(Hex("0000 1180 00 02 0000000000000000 01000000 07"))});
+    const Mdp::Client client = ClientOf(service);
+    const TestBytes request = Hex("99");
+    const Mdp::ByteView parts[] = {request};
+
+    ASSERT_TRUE(client.SendRequestAhead(0xB000, parts)); // its end is its object's
+    const auto value = client.Read(0x8011, 2);
+
+    ASSERT_TRUE(value) << value.Error().Message();
+    const auto frames = service.Frames();
+    ASSERT_EQ(frames.size(), 1U);
+    EXPECT_EQ(Slice(frames[0], 24, 30), Hex("0000 1180 00 02"));
+}
+
+TEST(Client, RequestSentAheadIsSentAgainWhereTheServiceIsBusy) {
+    FakeService service({Reply(Hex("0000 00b0 00 01 0002A6ECFFFFFFFF 00000000")),
+                         Reply(Hex("0000 00b0 00 01 0000000000000000 00000000"))});
+    const Mdp::Client client = ClientOf(service);
+    const TestBytes request = Hex("99");
+    const Mdp::ByteView parts[] = {request};
+
+    auto ahead = client.SendRequestAhead(0xB000, parts);
+    ASSERT_TRUE(ahead);
+    const auto begun = client.BeginService(0xB000, parts, {}, std::move(*ahead));
+
+    ASSERT_TRUE(begun) << begun.Error().Message();
+    const auto frames = service.Frames();
+    ASSERT_EQ(frames.size(), 2U);
+    EXPECT_EQ(frames[0], frames[1]);
+}
+
+TEST(Client, ResponseAskedForAheadNeedsNoPoll) {
+    FakeService service({Reply(Hex("0000 00b0 02 01 0000000000000000 04000000 0100 4142"))});
+    const Mdp::Client client = ClientOf(service);
+    Mdp::CallOptions options;
+    options.responseCapacity = 2;
+    Mdp::Bytes buffer;
+
+    auto ahead = client.AskForResponseAhead(0xB000, options.responseCapacity);
+    ASSERT_TRUE(ahead) << ahead.Error().Message();
+    const auto response = client.FinishService(0xB000, options, buffer, std::move(*ahead));
+
+    ASSERT_TRUE(response) << response.Error().Message();
+    EXPECT_EQ(response->status.value, 1);
+    EXPECT_THAT(response->data, testing::ElementsAreArray(Hex("4142")));
+    const auto frames = service.Frames();
+    ASSERT_EQ(frames.size(), 1U);
+    EXPECT_EQ(Slice(frames[0], 24, 30), Hex("0000 00b0 02 01"));
+}
+
+TEST(Client, FailureAskedForAheadIsToldAsIt) {
+    FakeService service({Reply(Hex("0000 00b0 02 01 0001A6ECFFFFFFFF 00000000"))});
+    const Mdp::Client client = ClientOf(service);
+    Mdp::Bytes buffer;
+
+    auto ahead = client.AskForResponseAhead(0xB000, 0);
+    ASSERT_TRUE(ahead);
+    const auto response = client.FinishService(0xB000, {}, buffer, std::move(*ahead));
+
+    ASSERT_FALSE(response);
+    EXPECT_EQ(response.Error().code, Mdp::OBJ_E_INVALIDIDX);
+    EXPECT_EQ(service.Frames().size(), 1U);
+}
+
+// What came too early, or does not fit, is asked for again when the job has ended.
+TEST(Client, ResponseAskedForTooEarlyIsPolledFor) {
+    const FakeReply early[] = {
+        Reply(Hex("0000 00b0 02 01 0000000000000000 02000000 00ff")), // still runs
+        Reply(Hex("0000 00b0 02 01 0201A6ECFFFFFFFF 00000000")),      // longer than expected
+        FakeReply{{}, true},                                          // no answer
+    };
+    for (const FakeReply& first : early) {
+        SCOPED_TRACE(&first - early);
+        FakeService service({first, Reply(Hex("0000 00b0 00 02 0000000000000000 01000000 ff")),
+                             Reply(Hex("0000 00b0 00 02 0000000000000000 01000000 01")),
+                             Reply(Hex("0000 00b0 02 01 0000000000000000 04000000 0100 4142"))});
+        Mdp::ClientOptions options;
+        options.socketPath = service.Path();
+        options.timeout = 200ms;
+        const Mdp::Client client(options);
+        Mdp::Bytes buffer;
+
+        auto ahead = client.AskForResponseAhead(0xB000, 0);
+        ASSERT_TRUE(ahead);
+        const auto response = client.FinishService(0xB000, {}, buffer, std::move(*ahead));
+
+        ASSERT_TRUE(response) << response.Error().Message();
+        EXPECT_THAT(response->data, testing::ElementsAreArray(Hex("4142")));
+        EXPECT_EQ(service.Frames().size(), 4U);
+    }
+}
+
 TEST(Client, FailedJobTellsItsCodeFromFourOrEightBytes) {
     const auto four = Mdp::ServiceResponse{{3}, Hex("0201A6EC")};
     const auto eight = Mdp::ServiceResponse{{3}, Hex("0601A6EC00000000")};
