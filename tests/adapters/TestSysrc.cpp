@@ -26,6 +26,25 @@ void ExpectRun(const TRun& run, int status, const std::string& output, const std
     EXPECT_EQ(status, run.status);
 }
 
+// A program that sysrc finds instead of the machine's own.
+void Shadow(const std::string& program, const std::string& script) {
+    const std::string path = "/usr/local/bin/" + program;
+    WriteText(path, "#!/bin/sh\n" + script);
+    Shell("chmod +x " + path);
+}
+
+void ExpectUntouchedAfter(const std::string& argument) {
+    const std::string text = "a=\"1\"\nb=\"2\"\nc=\"3\"";
+    WriteText(RC_CONF, text);
+
+    const TRun run = argument == "-x" ? Sysrc({"-x", "b"}) : Sysrc({argument});
+
+    EXPECT_EQ("", run.output) << argument;
+    EXPECT_EQ(1, run.status) << argument;
+    EXPECT_EQ(text, ReadText(RC_CONF)) << argument;
+    EXPECT_EQ("/etc/rc.conf", Shell("ls /etc/rc.conf*")) << argument;
+}
+
 } // namespace
 
 TEST(Sysrc, WritesASettingBetweenDoubleQuotes) {
@@ -172,6 +191,43 @@ TEST(Sysrc, RefusesAFileThatNoShellCanRead) {
                   "sysrc: Exiting due to previous syntax errors\n");
     }
     EXPECT_EQ(text, ReadText(RC_CONF));
+}
+
+TEST(Sysrc, LeavesTheFileAloneIfTheEditorDiesInTheMiddle) {
+    Shadow("awk", "case $action in\n"
+                  "find) ;;\n"
+                  "*) echo 'a=\"1\"'; kill -KILL $$ ;;\n"
+                  "esac\n"
+                  "exec /usr/bin/awk \"$@\"\n");
+
+    ExpectUntouchedAfter("b=4");
+    ExpectUntouchedAfter("b+=4");
+    ExpectUntouchedAfter("-x");
+}
+
+TEST(Sysrc, LeavesTheFileAloneIfItCannotBeReadToItsEnd) {
+    Shadow("cat", "[ $# -gt 0 ] || exec /bin/cat\nhead -c 12 \"$1\"\nexit 1\n");
+
+    ExpectUntouchedAfter("b=4");
+    ExpectUntouchedAfter("-x");
+}
+
+TEST(Sysrc, LeavesNothingBehindIfTheNewFileCannotBeMadeOrTakeItsPlace) {
+    for (const std::string program : {"cp", "mv"}) {
+        Shadow(program, "exit 1\n");
+
+        ExpectUntouchedAfter("b=4");
+        ExpectUntouchedAfter("-x");
+
+        Shell("rm /usr/local/bin/" + program);
+    }
+}
+
+TEST(Sysrc, DeletesNothingOfAFileIfItCannotTellWhatIsInIt) {
+    Shadow("awk", "kill -KILL $$\n");
+
+    ExpectUntouchedAfter("-x");
+    EXPECT_THAT(Sysrc({"-x", "b"}).error, HasSubstr("sysrc: cannot read /etc/rc.conf\n"));
 }
 
 TEST(Sysrc, ShowsItsUsage) {
