@@ -251,6 +251,19 @@ TEST(Netif, GetsAnAddressFromADhcpServerInTheBackground) {
     EXPECT_TRUE(Eventually("ip route show default | grep 'via 192.168.20.1 dev em1'"));
 }
 
+TEST(Netif, StartsTheClientInTheBackgroundWithTheAdaptersOwnFlags) {
+    WriteText(RC_CONF, "ifconfig_em1=\"DHCP\"\ndhclient_flags=\"-D LL\"\ndhclient_flags_em1=\"-D LLT\"\n");
+
+    EXPECT_EQ(0, Netif({"restart", "em1"}).status);
+
+    EXPECT_THAT(Shell("pgrep -a -x dhclient"), AllOf(HasSubstr(" -D LLT -nw -pf "), Not(HasSubstr("-D LL "))));
+
+    WriteText(RC_CONF, "ifconfig_em1=\"DHCP\"\ndhclient_flags=\"-D LL\"\n");
+    EXPECT_EQ(0, Netif({"restart", "em1"}).status);
+
+    EXPECT_THAT(Shell("pgrep -a -x dhclient"), HasSubstr(" -D LL -nw -pf "));
+}
+
 TEST(Netif, WaitsForTheAddressWithSyncdhcp) {
     const CDhcpServer server;
     WriteText(RC_CONF, "ifconfig_em1=\"SYNCDHCP\"\n");
