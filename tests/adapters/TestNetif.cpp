@@ -239,6 +239,17 @@ TEST(Netif, WaitsForAnotherRestartThatIsStillAtWork) {
     EXPECT_EQ("192.168.10.21/24", AddressesOf("em0"));
 }
 
+TEST(Netif, AppliesTheSettingsAsTheyAreAfterItsWait) {
+    WriteText(RC_CONF, "ifconfig_em0=\"inet 192.168.10.21/24\"\n");
+    WriteText("/tmp/new.conf", "ifconfig_em0=\"inet 192.168.10.22/24\"\n");
+    Shell("flock /run/netif.lock sh -c 'touch /tmp/held; sleep 1; cp /tmp/new.conf /etc/rc.conf' >/dev/null 2>&1 &");
+    ASSERT_TRUE(Eventually("test -e /tmp/held"));
+
+    Netif({"restart", "em0"});
+
+    EXPECT_EQ("192.168.10.22/24", AddressesOf("em0"));
+}
+
 TEST(Netif, GetsAnAddressFromADhcpServerInTheBackground) {
     const CDhcpServer server;
     WriteText(RC_CONF, "ifconfig_em1=\"DHCP\"\n");

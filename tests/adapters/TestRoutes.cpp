@@ -160,6 +160,28 @@ TEST(Routing, SetsStaticRoutes) {
     EXPECT_EQ("10.2.0.0/16 via 192.168.10.6 dev em0", Shell("ip route | grep via | sed 's/ *$//'"));
 }
 
+TEST(Routing, WaitsForNetifAndAppliesTheSettingsAsTheyAreThen) {
+    WriteText(RC_CONF, "defaultrouter=\"192.168.10.77\"\n");
+    WriteText("/tmp/new.conf", "defaultrouter=\"192.168.10.78\"\n");
+    Shell("flock /run/netif.lock sh -c 'touch /tmp/held; sleep 1; ip route show default >/tmp/seen;"
+          " cp /tmp/new.conf /etc/rc.conf' >/dev/null 2>&1 &");
+    ASSERT_TRUE(Eventually("test -e /tmp/held"));
+
+    Routing("restart");
+
+    EXPECT_THAT(ReadText("/tmp/seen"), HasSubstr("via 192.168.10.1 dev em0"));
+    EXPECT_THAT(Shell("ip route show default"), HasSubstr("via 192.168.10.78 dev em0"));
+}
+
+TEST(Routing, SetsTheRoutesOfAnAdapterThatNetifBringsUp) {
+    WriteText(RC_CONF, "ifconfig_em0=\"inet 192.168.10.20/24\"\nstatic_routes=\"plant:em0\"\n"
+                       "route_plant=\"10.2.0.0/16 192.168.10.6\"\n");
+
+    EXPECT_EQ(0, RunAdapter({"/etc/rc.d/netif", "restart", "em0"}).status);
+
+    EXPECT_THAT(Shell("ip route"), HasSubstr("10.2.0.0/16 via 192.168.10.6 dev em0"));
+}
+
 TEST(Routing, FailsIfTheDefaultRouteCannotBeSet) {
     WriteText(RC_CONF, "defaultrouter=\"99.9.9.9\"\n");
 
