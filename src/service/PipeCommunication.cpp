@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <system_error>
 
@@ -41,8 +42,8 @@ sockaddr_un SocketAddress() {
 
 // Sockets of the service are not for the programs that it runs: a daemon among them would keep a client's connection
 // open.
-int NewSocket() {
-    return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+int NewSocket(int flags = 0) {
+    return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0);
 }
 
 // Lets a large reply out without waiting for the client to read it, as far as the system allows: less only makes it
@@ -75,8 +76,8 @@ bool WriteAll(int socket, const void* from, std::size_t count) {
     return true;
 }
 
-// One call that reads up to `wanted` bytes, in pieces. As recvmsg.
-ssize_t ReadPieces(int socket, unsigned char* bytes, std::size_t wanted, int flags) {
+// One call that reads up to `wanted` bytes, in pieces. As readv, and where it is not to wait, as recvmsg.
+ssize_t ReadPieces(int socket, unsigned char* bytes, std::size_t wanted, bool waits) {
     std::array<iovec, READ_PIECES> pieces;
     std::size_t count = 0;
     do {
@@ -85,10 +86,14 @@ ssize_t ReadPieces(int socket, unsigned char* bytes, std::size_t wanted, int fla
         bytes += size;
         wanted -= size;
     } while (wanted != 0 && count < pieces.size());
+    if (waits) {
+        // Not recvmsg, which on Linux waits for a byte even where none is wanted.
+        return readv(socket, pieces.data(), static_cast<int>(count));
+    }
     msghdr message{};
     message.msg_iov = pieces.data();
     message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);
-    return recvmsg(socket, &message, flags);
+    return recvmsg(socket, &message, MSG_DONTWAIT);
 }
 
 // Reads to `bytes + received` until there are `total` bytes. Stops at the end of file. Negative on failure.
@@ -98,7 +103,7 @@ ssize_t ReadUpTo(int socket, unsigned char* bytes, std::size_t& received, std::s
     do {
         // The rest of a large frame is on its way: to sleep and be woken for each part costs more than to ask again.
         const bool asksAgain = total - received >= LARGE_REST && yields < YIELDS_FOR_MORE;
-        count = ReadPieces(socket, bytes + received, total - received, asksAgain ? MSG_DONTWAIT : 0);
+        count = ReadPieces(socket, bytes + received, total - received, !asksAgain);
         if (count > 0) {
             received += static_cast<std::size_t>(count);
             yields = 0;
@@ -146,7 +151,11 @@ void RunTransaction(int socket) {
     _tagTPipeTransact frame{memory.Bytes()};
     unsigned int replyLength = 0;
     unsigned int replyOffset = 0;
-    const ObjResult result = PipeCommunication::ExtractPipeTransactionPackage(&frame, &replyLength, &replyOffset);
+    ObjResult result = OBJ_E_OUTOFMEMORY;
+    try {
+        result = PipeCommunication::ExtractPipeTransactionPackage(&frame, &replyLength, &replyOffset);
+    } catch (const std::bad_alloc&) { // told below, to this client only
+    }
     if (result != OBJ_E_NOERR) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "PipeCommunication: ExtractPipeTransactionPackage failed: %ld",
                           static_cast<long>(static_cast<std::int32_t>(result)));
@@ -233,7 +242,8 @@ void PipeCommunication::Receiver() {
 
 void PipeCommunication::Close() {
     constexpr std::string_view terminate = "SIGTERM";
-    const int waker = NewSocket();
+    // Where the receiver has ended and clients that nobody accepts fill the queue, connecting would wait for ever.
+    const int waker = NewSocket(SOCK_NONBLOCK);
     if (waker < 0) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "PipeCommunication::Close(): Create client socket failed: %d", errno);
         // Without the wake-up the receiver cannot be waited for; the end of the process ends it.

@@ -1,11 +1,14 @@
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -13,6 +16,7 @@
 #include <thread>
 
 #include "ServiceTest.h"
+#include "WireClient.h"
 
 namespace {
 
@@ -203,6 +207,32 @@ TEST_F(LifecycleTest, AfterAStopTheServiceStartsAgain) {
         ASSERT_TRUE(service.WaitUntilAnswering()) << service.Output();
         EXPECT_EQ(service.Stop().exitStatus, 0);
     }
+}
+
+TEST_F(LifecycleTest, TheLockIsNotKeptByAProgramThatTheServiceRuns) {
+    ServiceUnderTest service;
+    ASSERT_TRUE(service.WaitUntilAnswering()) << service.Output();
+
+    struct stat pidFile {};
+
+    ASSERT_EQ(stat(ServiceUnderTest::PidFile, &pidFile), 0);
+    int count = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc/" + std::to_string(service.Pid()) + "/fd")) {
+        struct stat status {};
+
+        if (stat(entry.path().c_str(), &status) == 0 && status.st_ino == pidFile.st_ino &&
+            status.st_dev == pidFile.st_dev) {
+            ++count;
+            std::ifstream info("/proc/" + std::to_string(service.Pid()) + "/fdinfo/" +
+                               entry.path().filename().string());
+            const std::string text{std::istreambuf_iterator<char>(info), {}};
+            const std::size_t flags = text.find("flags:");
+            ASSERT_NE(flags, std::string::npos) << text;
+            EXPECT_NE(std::stoul(text.substr(flags + 6), nullptr, 8) & O_CLOEXEC, 0U) << text;
+        }
+    }
+    EXPECT_EQ(count, 1);
+    service.Stop();
 }
 
 TEST_F(LifecycleTest, APidFileAndSocketLeftByAKilledServiceDoNotStopTheNext) {
@@ -425,6 +455,27 @@ TEST_F(FailingCall, ListenLeavesTheServiceRunningWithoutClients) {
 
 TEST_F(FailingCall, AcceptEndsTheReceiverAndLeavesTheServiceRunning) {
     ExpectRunningWithoutSocket("accept:0:24", "Error: Accept failed: 24");
+}
+
+TEST_F(FailingCall, AFullQueueBehindAnEndedReceiverDoesNotHoldUpTheStop) {
+    ServiceUnderTest service(StartWith("accept:0:24", {"-nof"}));
+    ASSERT_TRUE(m_log.WaitFor("Error: Accept failed: 24"));
+    // Nobody accepts them; connecting one more would wait.
+    std::vector<int> clients;
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, WireClient::Path);
+    do {
+        clients.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    } while (connect(clients.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
+    EXPECT_EQ(errno, EAGAIN);
+
+    EXPECT_EQ(service.Stop().exitStatus, 0) << service.Output();
+    EXPECT_FALSE(fs::exists(WireClient::Path));
+    EXPECT_FALSE(fs::exists(ServiceUnderTest::PidFile));
+    for (const int client : clients) {
+        close(client);
+    }
 }
 
 TEST_F(FailingCall, SocketForTheWakeUpEndsTheStopWithoutWaitingForTheReceiver) {

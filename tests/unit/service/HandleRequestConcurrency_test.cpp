@@ -158,6 +158,25 @@ TEST_F(HandleRequestTest, ARefusedFrameIsToldWithItsCodeAndClosesWithoutAReply) 
                                                      text + "87"));
 }
 
+TEST_F(HandleRequestTest, ALackOfMemoryClosesOneConnectionWithoutAReply) {
+    const TOnRead findNoMemory = [](TInfoItem*, unsigned short, unsigned char) -> ObjResult { throw std::bad_alloc(); };
+    AddVariable(0x8002, TYPE_UNSIGNED32, ACCESS_READ, "abcd", findNoMemory);
+    std::string frame = READ_FRAME;
+    frame[26] = 2;
+    const auto lines = LogOf({LOG_SEVERITY_PROGRESS, LOG_SEVERITY_ERROR}, [&] {
+        const Connection connection;
+        connection.Send(frame);
+        EXPECT_EQ(connection.Receive(), "");
+    });
+    EXPECT_THAT(lines, ElementsAre("Error: PipeCommunication: ExtractPipeTransactionPackage failed: " +
+                                   std::to_string(static_cast<std::int32_t>(0xECA60104))));
+    // Nothing stays locked.
+    EXPECT_EQ(Dictionary().RemoveObject(0x8002), OBJ_E_NOERR);
+    const Connection next;
+    next.Send(READ_FRAME);
+    EXPECT_EQ(next.Receive(), READ_REPLY);
+}
+
 TEST_F(HandleRequestTest, AClientThatIsGoneBeforeTheReplyIsNoted) {
     static std::atomic<bool> s_isGone;
     s_isGone = false;
