@@ -11,8 +11,8 @@ namespace {
 
 // Noted by the handlers, so they must be changeable without a lock.
 std::atomic<bool> s_terminateToLog{false};
-std::atomic<bool> s_pipeToLog{false};
-static_assert(std::atomic<bool>::is_always_lock_free);
+std::atomic<unsigned int> s_pipesToLog{0};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<unsigned int>::is_always_lock_free);
 
 } // namespace
 
@@ -37,11 +37,11 @@ void CSignals::SignalHandlerTerminate(int /*signal*/) {
 }
 
 void CSignals::SignalHandlerPipe(int /*signal*/) {
-    s_pipeToLog.store(true);
+    s_pipesToLog.fetch_add(1);
 }
 
 void CSignals::LogSignals() {
-    if (s_pipeToLog.exchange(false)) {
+    for (unsigned int pipes = s_pipesToLog.exchange(0); pipes > 0; --pipes) {
         g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Sylvarin->SignalHandlerPipe: Client crashed!");
     }
     if (s_terminateToLog.exchange(false)) {
