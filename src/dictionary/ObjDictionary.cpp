@@ -149,9 +149,11 @@ CObjDictionary::~CObjDictionary() {
     OsUserSetEvent(m_cleanupEvent.get());
     if (m_cleanupThread) {
         OsUserThreadResume(m_cleanupThread.get());
-        // A pass that is held up by a module still uses the dictionary: it is waited for again.
-        while (OsUserWaitForSingleObject(m_cleanupThread.get(), CLEANUP_STOP_WAIT_MS) == OSUSER_WAIT_TIMEOUT) {
-        }
+        // A pass that is held up by a module still uses the dictionary: it is waited for again. So it is after a
+        // wake-up without a cause.
+        do {
+            OsUserWaitForSingleObject(m_cleanupThread.get(), CLEANUP_STOP_WAIT_MS);
+        } while (!m_cleanupEnded);
         m_cleanupThread.reset();
     }
     {
@@ -362,19 +364,25 @@ void CObjDictionary::StopCleanupTimer() {
 std::uint32_t CObjDictionary::CleanupRoutine(void* dictionary) {
     auto* self = static_cast<CObjDictionary*>(dictionary);
     t_own = self;
+    self->RunCleanup();
+    self->m_cleanupEnded = true; // the dictionary may be gone from here
+    return 0;
+}
+
+void CObjDictionary::RunCleanup() {
     for (;;) {
-        while (OsUserWaitForSingleObject(self->m_cleanupEvent.get(), CLEANUP_POLL_MS) != OSUSER_WAIT_OBJECT_0) {
+        while (OsUserWaitForSingleObject(m_cleanupEvent.get(), CLEANUP_POLL_MS) != OSUSER_WAIT_OBJECT_0) {
             // A pass that ran while the stop came has reset the event that was to end this wait.
-            if (self->m_stopping) {
-                return 0;
+            if (m_stopping) {
+                return;
             }
         }
-        const std::uint32_t quarter = self->InactivityLimit() / 4;
+        const std::uint32_t quarter = InactivityLimit() / 4;
         const std::uint32_t pause = quarter > CLEANUP_POLL_MS ? quarter : CLEANUP_POLL_MS;
-        if (OsUserWaitForSingleObject(self->m_stopEvent.get(), pause) == OSUSER_WAIT_OBJECT_0) {
-            return 0;
+        if (OsUserWaitForSingleObject(m_stopEvent.get(), pause) == OSUSER_WAIT_OBJECT_0 && m_stopping) {
+            return;
         }
-        self->CheckCleanup();
+        CheckCleanup();
     }
 }
 

@@ -80,6 +80,7 @@ private:
     ~CObjDictionary();
 
     static std::uint32_t CleanupRoutine(void* dictionary);
+    void RunCleanup();
     void AddListObjects();
     void AppendToList(unsigned short list, TInfoItem& item, bool& missing);
     CRef<CModuleActivator> FindActivator(unsigned char slot);
@@ -94,6 +95,7 @@ private:
     CHandle m_cleanupEvent;
     CHandle m_stopEvent;
     std::atomic<bool> m_stopping{false}; // the same for a look without a wait, which would cost an idle service dear
+    std::atomic<bool> m_cleanupEnded{false};
     std::atomic<std::uint32_t> m_inactivityLimit{31000};
     CMdpStringTable m_strings;
 };
