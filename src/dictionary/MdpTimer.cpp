@@ -19,6 +19,22 @@ constexpr std::uint32_t WORKER_END_WAIT_MS = 10000;
 
 std::atomic<CMdpTimer*> m_instance{nullptr};
 
+// Traces the entry and the exit of a function.
+class CTracedCall {
+public:
+    explicit CTracedCall(const char* function) : m_function(function) {
+        g_pLogger->LogMsg(LOG_SEVERITY_TRACE, " ==>%s()", m_function);
+    }
+
+    ~CTracedCall() { g_pLogger->LogMsg(LOG_SEVERITY_TRACE, " <==%s()", m_function); }
+
+    CTracedCall(const CTracedCall&) = delete;
+    CTracedCall& operator=(const CTracedCall&) = delete;
+
+private:
+    const char* m_function;
+};
+
 double NowMs() {
     using namespace std::chrono;
     const auto now = system_clock::now().time_since_epoch();
@@ -52,6 +68,7 @@ public:
 
 private:
     static std::uint32_t timerObjectThreadProc(void* object) {
+        const CTracedCall traced("CMdpTimerObject::timerObjectThreadProc");
         // The timer ends with its thread.
         std::unique_ptr<CMdpTimerObject> self(static_cast<CMdpTimerObject*>(object));
         _OsUserHandle* const events[] = {self->fireEvent.get(), self->stopEvent.get()};
@@ -80,16 +97,13 @@ private:
 
 unsigned int MdpSetTimer(IMdpTimerCallback* callback, unsigned int periodMs, unsigned int parameter, void* pointer,
                          unsigned int flags) {
-    g_pLogger->LogMsg(LOG_SEVERITY_TRACE, " ==>MdpSetTimer()");
-    const unsigned int timerId = CMdpTimer::GetInstance()->AddTimer(callback, periodMs, parameter, pointer, flags);
-    g_pLogger->LogMsg(LOG_SEVERITY_TRACE, " <==MdpSetTimer()");
-    return timerId;
+    const CTracedCall traced("MdpSetTimer");
+    return CMdpTimer::GetInstance()->AddTimer(callback, periodMs, parameter, pointer, flags);
 }
 
 void MdpKillTimer(unsigned int timerId) {
-    g_pLogger->LogMsg(LOG_SEVERITY_TRACE, " ==>MdpKillTimer()");
+    const CTracedCall traced("MdpKillTimer");
     CMdpTimer::GetInstance()->RemoveTimer(timerId);
-    g_pLogger->LogMsg(LOG_SEVERITY_TRACE, " <==MdpKillTimer()");
 }
 
 CMdpTimer* CMdpTimer::GetInstance() {
@@ -109,6 +123,7 @@ CMdpTimer::CMdpTimer()
 
 unsigned int CMdpTimer::AddTimer(IMdpTimerCallback* callback, unsigned int periodMs, unsigned int parameter,
                                  void* pointer, unsigned int flags) {
+    const CTracedCall traced("CMdpTimer::AddTimer");
     unsigned int timerId = 0;
     {
         CSectionLock lock(m_section);
@@ -123,6 +138,7 @@ unsigned int CMdpTimer::AddTimer(IMdpTimerCallback* callback, unsigned int perio
 }
 
 int CMdpTimer::RemoveTimer(unsigned int timerId) {
+    const CTracedCall traced("CMdpTimer::RemoveTimer");
     CMdpTimerObject* timer = nullptr;
     {
         CSectionLock lock(m_section);
@@ -167,6 +183,7 @@ unsigned int CMdpTimer::GetNextCallbackProcessingMinimalWaitTime(unsigned int pe
 }
 
 std::uint32_t CMdpTimer::timerThreadProc(void* self) {
+    const CTracedCall traced("CMdpTimer::timerThreadProc");
     auto* timers = static_cast<CMdpTimer*>(self);
     _OsUserHandle* const events[] = {timers->m_wakeEvent.get(), timers->m_stopEvent.get()};
     for (;;) {

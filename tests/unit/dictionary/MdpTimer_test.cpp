@@ -1,14 +1,18 @@
 #include "dictionary/MdpTimer.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <functional>
+#include <string>
 #include <thread>
 
+#include "../common/LogOf.h"
 #include "dictionary/ObjDictionary.h"
 #include "platform/OsUserEvent.h"
 #include "service/Logger.h"
@@ -77,6 +81,31 @@ TEST_F(MdpTimer, FiresFirstOnePeriodLaterAndThenAgain) {
     EXPECT_EQ(callback.lastParameter.load(), 0x8010U);
     EXPECT_EQ(callback.lastPointer.load(), &callback);
     MdpKillTimer(timerId);
+}
+
+TEST_F(MdpTimer, EntryAndExitAreTraced) {
+    CCountingCallback callback;
+    MdpKillTimer(0); // the service exists
+    unsigned int timerId = 0;
+    auto lines = LogOf({LOG_SEVERITY_TRACE}, [&] {
+        timerId = MdpSetTimer(&callback, 100000, 0, nullptr, 0);
+        MdpKillTimer(timerId);
+    });
+    // Those of the timer's own thread fall between the others.
+    const auto own = std::stable_partition(lines.begin(), lines.end(), [](const std::string& line) {
+        return line.find("ThreadProc") == std::string::npos;
+    });
+    EXPECT_THAT(std::vector<std::string>(own, lines.end()),
+                testing::ElementsAre("None:  ==>CMdpTimerObject::timerObjectThreadProc()",
+                                     "None:  <==CMdpTimerObject::timerObjectThreadProc()"));
+    lines.erase(own, lines.end());
+    EXPECT_THAT(lines,
+                testing::ElementsAre("None:  ==>MdpSetTimer()", "None:  ==>CMdpTimer::AddTimer()",
+                                     "None:  <==CMdpTimer::AddTimer()", "None:  <==MdpSetTimer()",
+                                     "None:  ==>MdpKillTimer()", "None:  ==>CMdpTimer::RemoveTimer()",
+                                     "None:  CMdpTimer::RemoveTimer() timer removed ID=" + std::to_string(timerId),
+                                     "None:  CMdpTimer::RemoveTimer() SubWorkerThread closed ",
+                                     "None:  <==CMdpTimer::RemoveTimer()", "None:  <==MdpKillTimer()"));
 }
 
 TEST_F(MdpTimer, AKilledTimerFiresNoMore) {
