@@ -1,7 +1,6 @@
 #include "dictionary/ObjServiceTransfer.h"
 
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <new>
 
@@ -95,7 +94,7 @@ void CObjServiceTransfer::SetProgress(unsigned char value) {
 }
 
 bool CObjServiceTransfer::TOutcome::Allocate(std::size_t capacity) {
-    if (capacity > std::numeric_limits<std::uint32_t>::max() - RESPONSE_HEAD) {
+    if (capacity > LARGEST) {
         return false;
     }
     response.reset(new (std::nothrow) unsigned char[capacity + RESPONSE_HEAD]);
@@ -107,10 +106,14 @@ void CObjServiceTransfer::RunJob(
     unsigned int codeSize) {
     TOutcome outcome;
     ObjResult code = OBJ_E_UNEXPECTED;
-    CDictionaryRef dictionary;
+    CDictionaryRef dictionary; // goes last: with it the dictionary may end, whose threads may want the section
     CSectionLock lock(Section());
     if (dictionary) {
-        code = work(Request(), outcome);
+        try {
+            code = work(Request(), outcome);
+        } catch (const std::bad_alloc&) {
+            code = OBJ_E_OUTOFMEMORY;
+        }
     }
     if (IsError(code) || outcome.response == nullptr) {
         const std::uint64_t wideCode = code;

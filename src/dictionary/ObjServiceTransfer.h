@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <span>
 
@@ -45,6 +46,9 @@ protected:
 
     // An outcome that is built where it will lie: `size` bytes of data behind room for the head.
     struct TOutcome {
+        // With the head it still has a size of 32 bits.
+        static constexpr std::uint32_t LARGEST = std::numeric_limits<std::uint32_t>::max() - RESPONSE_HEAD;
+
         std::unique_ptr<unsigned char[]> response;
         unsigned int size = 0;
 
@@ -55,7 +59,8 @@ protected:
     };
 
     // A job that holds the section from start to end: `work` takes the request and gives the code, and the outcome
-    // where there is one. A failure ends the service with the code as its data, in `codeSize` bytes.
+    // where there is one. It may throw bad_alloc for OBJ_E_OUTOFMEMORY. A failure ends the service with the code as its
+    // data, in `codeSize` bytes.
     void RunJob(const std::function<ObjResult(std::span<const unsigned char> request, TOutcome& outcome)>& work,
                 unsigned int codeSize = sizeof(ObjResult));
 

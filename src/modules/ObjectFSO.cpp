@@ -369,11 +369,14 @@ ObjResult CObj0xBnn1::ReadChunk(std::span<const unsigned char> request, TOutcome
     } else if (pathLength != 0 || !IsCurrent(handle)) {
         return OBJ_E_INVALIDARG;
     }
-    if (!outcome.Allocate(chunkSize)) {
+    // The two largest chunks are a little less, with the head of the response.
+    const std::uint32_t capacity = std::min(chunkSize, TOutcome::LARGEST);
+    if (!outcome.Allocate(capacity)) {
+        OsUserCloseHandle(); // a client that has just opened the file does not know its handle
         return OBJ_E_OUTOFMEMORY;
     }
     unsigned char* data = outcome.Data() + READ_HEAD;
-    const std::size_t wanted = chunkSize - READ_HEAD;
+    const std::size_t wanted = capacity - READ_HEAD;
     const std::size_t count = std::fread(data, 1, wanted, file);
     // A chunk without room for data is never full: it ends the file.
     const bool isEnd = count < wanted || wanted == 0;

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <mutex>
+#include <new>
 #include <string>
 #include <thread>
 
@@ -21,6 +22,7 @@ class CTestService : public CObjServiceTransfer {
 public:
     using CObjServiceTransfer::Finish;
     using CObjServiceTransfer::Request;
+    using CObjServiceTransfer::RunJob;
     using CObjServiceTransfer::SetProgress;
     using CObjServiceTransfer::WriteState;
 
@@ -122,6 +124,22 @@ TEST_F(ObjServiceTransfer, TheJobSeesTheStoredRequest) {
     };
     RunToEnd(std::string("a\0b", 3));
     EXPECT_EQ(seen, std::string("a\0b", 3));
+}
+
+TEST_F(ObjServiceTransfer, AJobThatFindsNoMemoryFailsWithItsCodeAndTheNextRuns) {
+    m_service->job = [](CTestService& self) {
+        self.RunJob([](auto request, auto&) -> ObjResult {
+            if (request.empty()) {
+                throw std::bad_alloc();
+            }
+            return OBJ_E_NOERR;
+        });
+    };
+    RunToEnd("");
+    EXPECT_EQ(Status(), 3);
+    EXPECT_EQ(Response(), std::string("\x03\0\x04\x01\xA6\xEC", 6));
+    RunToEnd("x");
+    EXPECT_EQ(Response(), std::string("\x01\0\0\0\0\0", 6));
 }
 
 TEST_F(ObjServiceTransfer, ARequestOfZeroBytesStartsTheJobAndIsStoredAsOneNul) {

@@ -149,7 +149,6 @@ protected:
         return {status, response.substr(2)};
     }
 
-    // Ends an open chain of reads so that the test folder can go.
     CObjDictionary* m_dictionary = nullptr;
     std::string m_folder;
 };
@@ -269,6 +268,11 @@ TEST_F(ObjectFSO, AChunkOfTwelveBytesHasNoDataAndEndsTheFile) {
     MakeFile("f", "0123");
     EXPECT_EQ(Call(READ, OpenRequest(Path("f"), 12)), (TAnswer{1, U32(0) + U32(0) + U32(1)}));
     EXPECT_EQ(Call(READ, NextRequest(1, 16)), Failure(0xECA60107));
+}
+
+TEST_F(ObjectFSO, AChunkMayBeAsLargeAsItsFieldTells) {
+    MakeFile("f", "01234");
+    EXPECT_EQ(Call(READ, OpenRequest(Path("f"), 0xFFFFFFFF)), (TAnswer{1, U32(5) + U32(0) + U32(1) + "01234"}));
 }
 
 TEST_F(ObjectFSO, AnEmptyFileEndsAtOnce) {
@@ -431,6 +435,32 @@ TEST_F(ObjectFSO, DeletingGoesOnBehindAFailureAndTellsIt) {
     EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), Failure(0xECA60001));
     EXPECT_FALSE(fs::exists(Path("d/seen")));
     EXPECT_TRUE(fs::exists(Path("d/.hidden")));
+}
+
+TEST_F(ObjectFSO, DeletingADirectoryFollowsLinksToDirectoriesAndLeavesSpecialFiles) {
+    fs::create_directories(Path("d"));
+    fs::create_directories(Path("outside"));
+    MakeFile("outside/seen", "");
+    fs::create_directory_symlink(Path("outside"), Path("d/link"));
+    MakeFile("d/x", "");
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), Failure(0xECA60001));
+    EXPECT_FALSE(fs::exists(Path("outside/seen")));
+    EXPECT_TRUE(fs::is_symlink(Path("d/link")));
+    EXPECT_FALSE(fs::exists(Path("d/x")));
+
+    fs::remove(Path("d/link"));
+    ASSERT_EQ(mkfifo(Path("d/pipe").c_str(), 0600), 0);
+    MakeFile("d/x", "");
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), Failure(0xECA60001));
+    EXPECT_TRUE(fs::exists(Path("d/pipe")));
+    EXPECT_FALSE(fs::exists(Path("d/x")));
+}
+
+TEST_F(ObjectFSO, DeletingTakesNoBackslashes) {
+    fs::create_directory(Path("d"));
+    MakeFile("d/f", "");
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("d\\f"), 0)), Failure(0xECA70000 | ENOENT));
+    EXPECT_TRUE(fs::exists(Path("d/f")));
 }
 
 TEST_F(ObjectFSO, DeletingRefusesRecordsThatDoNotFitAndAnEmptyPath) {
