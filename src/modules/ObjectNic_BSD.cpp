@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <utility>
@@ -218,8 +219,11 @@ std::uint32_t CObject0x8nn1::ParseIPv4Class(const std::string& address) {
 }
 
 bool CObject0x8nn1::IsValidIPv4(const std::string& address) {
-    // A zero byte would hide what follows it from inet_pton, and from the program that gets the text.
-    if (CStringHelper::StartsWith(address, UNSET_ADDRESS) || address.find('\0') != std::string::npos) {
+    if (CStringHelper::StartsWith(address, UNSET_ADDRESS)) {
+        return false;
+    }
+    // The client may have sent the terminator too. Anything else behind it would be hidden from inet_pton.
+    if (address.find_first_not_of('\0', std::strlen(address.c_str())) != std::string::npos) {
         return false;
     }
     in_addr parsed{};

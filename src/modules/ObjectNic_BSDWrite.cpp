@@ -31,11 +31,15 @@ std::string TextOf(const void* data, unsigned int size) {
     return {static_cast<const char*>(data), size};
 }
 
+std::string UpToNul(const std::string& text) {
+    return text.substr(0, text.find('\0'));
+}
+
 // An item's value without the NUL that a write stored behind it; empty where it has none.
 std::string StoredText(TInfoItem* item) {
     std::string text;
     GetStringFromItem(item, text);
-    return text.substr(0, text.find('\0'));
+    return UpToNul(text);
 }
 
 // The mask that stays when an address is written, or the one that the address has by its class.
@@ -97,7 +101,7 @@ ObjResult CObject0x8nn1::SetIPv4(const std::string& address, const std::string& 
     if (configuration == nullptr) {
         return OBJ_E_INVALIDDATA;
     }
-    const std::uint32_t status = configuration->SetNicSettings(m_adapter, address, mask);
+    const std::uint32_t status = configuration->SetNicSettings(m_adapter, UpToNul(address), UpToNul(mask));
     if (status != 0) {
         g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "CObject0x8nn1::SetIPv4 - SetNicSettings failed! Error: %X",
                           OsResult(status));
@@ -150,7 +154,8 @@ ObjResult CObject0x8nn1::SetGateway(const std::string& gateway) {
                           OBJ_E_INVALIDARG);
         return OBJ_E_INVALIDARG;
     }
-    const std::uint32_t status = isAddress ? configuration->SetGateway(gateway) : configuration->DeleteDefaultGateway();
+    const std::uint32_t status =
+        isAddress ? configuration->SetGateway(UpToNul(gateway)) : configuration->DeleteDefaultGateway();
     if (status != 0) {
         // Meant: errno, whatever the status was.
         const ObjResult result = OsResult(static_cast<std::uint32_t>(errno));
@@ -195,7 +200,7 @@ ObjResult CObject0x8nn1::SetDNS(const std::string& servers) {
 ObjResult CObject0x8nn1::WriteDnsServersToResolvConfig(const std::vector<std::string>& servers) {
     std::vector<std::string> lines;
     for (std::size_t i = 0; i < std::min(servers.size(), MAX_SERVERS); ++i) {
-        lines.push_back("nameserver " + servers[i]);
+        lines.push_back("nameserver " + UpToNul(servers[i]));
     }
     if (const int status = CSystem::CreateDirectories(resolvConfD); status != 0) {
         return OsResult(static_cast<std::uint32_t>(status));

@@ -101,7 +101,7 @@ TEST_F(NicWriteTest, AddressThatIsNoneIsRefusedAndRunsNothing) {
         EXPECT_EQ(Write("em1", ADDRESS, text), OBJ_E_INVALIDARG) << text;
     }
     EXPECT_EQ(Write("em1", ADDRESS, std::string(255, '1')), OBJ_E_INVALIDARG);
-    EXPECT_EQ(Write("em1", ADDRESS, std::string("10.0.0.1\0", 9)), OBJ_E_INVALIDARG);
+    EXPECT_EQ(Write("em1", ADDRESS, std::string("10.0.0.1\0x", 10)), OBJ_E_INVALIDARG);
     EXPECT_THAT(m_standIns.Calls(), IsEmpty());
     EXPECT_EQ(ReadRcConf(), DEFAULT_SET_UP);
     m_log.TakeLines();
@@ -109,6 +109,18 @@ TEST_F(NicWriteTest, AddressThatIsNoneIsRefusedAndRunsNothing) {
     EXPECT_THAT(m_log.TakeLines(),
                 ElementsAre("None: CObject0x8nn1::SetIPv4 - IP or netmask format invalid! (224.0.0.1, )",
                             "None: CObject0x8nn1::OnWrite_IPv4 - SetIPv4 failed! Error: ECA60107"));
+}
+
+TEST_F(NicWriteTest, TerminatorOfATextIsNoPartOfTheSetting) {
+    EXPECT_EQ(Write("em1", ADDRESS, std::string("10.0.0.1\0", 9)), OBJ_E_NOERR);
+    EXPECT_THAT(m_standIns.WaitForCalls(3), Contains(Sysrc("ifconfig_em1=inet 10.0.0.1 netmask 255.0.0.0")));
+    EXPECT_EQ(Write("em1", MASK, std::string("255.255.0.0\0", 12)), OBJ_E_NOERR);
+    EXPECT_THAT(m_standIns.WaitForCalls(6), Contains(Sysrc("ifconfig_em1=inet 10.0.0.1 netmask 255.255.0.0")));
+    EXPECT_EQ(Write("em1", GATEWAY, std::string("10.0.0.9\0", 9)), OBJ_E_NOERR);
+    EXPECT_THAT(m_standIns.WaitForCalls(9), Contains(Sysrc("defaultrouter=10.0.0.9")));
+    EXPECT_EQ(Write("em1", GATEWAY, std::string("\0", 1)), OBJ_E_INVALIDARG);
+    EXPECT_EQ(Write("em1", DNS, std::string("10.1.1.1,10.1.1.2\0", 18)), OBJ_E_NOERR);
+    EXPECT_EQ(Read("em1", DNS), "10.1.1.1,10.1.1.2");
 }
 
 TEST_F(NicWriteTest, TextsAbove255BytesAreRefused) {

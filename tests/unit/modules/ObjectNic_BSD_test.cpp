@@ -50,6 +50,18 @@ TEST_F(NicReadTest, EachAdapterButTheLoopbackIsAModuleInTheSystemsOrder) {
               std::string("\x10\x27\x02\x00", 4));
 }
 
+TEST(NicWithoutAdapters, LoopbackAloneMakesNoModule) {
+    const CLogCapture log;
+    for (const char* adapter : {"em0", "em1"}) {
+        Shell(std::string("ip link del ") + adapter);
+    }
+    const CDictionaryRef dictionary;
+    EXPECT_EQ(NIC::Create(), OBJ_E_NOERR);
+    EXPECT_FALSE(dictionary->GetObjectRef(0x8000));
+    EXPECT_FALSE(dictionary->GetObjectRef(0x8001));
+    EXPECT_EQ(dictionary->GetNextFree0x8nn0Slot(), 0x8000);
+}
+
 TEST_F(NicReadTest, ObjectsOfAnAdapterHaveTheirItemsNamesAndKinds) {
     const struct {
         std::uint16_t type;
@@ -298,5 +310,7 @@ TEST_F(NicReadTest, AddressIsValidInDottedFormAndNotAllZeroes) {
                              "10.0.0.1\n", "10.0.0.1/8"}) {
         EXPECT_FALSE(CObject0x8nn1::IsValidIPv4(text)) << text;
     }
+    EXPECT_TRUE(CObject0x8nn1::IsValidIPv4(std::string("10.0.0.1\0\0", 10)));
     EXPECT_FALSE(CObject0x8nn1::IsValidIPv4(std::string("10.0.0.1\0x", 10)));
+    EXPECT_FALSE(CObject0x8nn1::IsValidIPv4(std::string("\0", 1)));
 }
