@@ -125,8 +125,8 @@ ObjResult OnRead_DeviceName(TInfoItem* item, unsigned short /*index*/, unsigned 
     if (!dictionary) {
         return OBJ_E_UNEXPECTED;
     }
-    char name[HOST_NAME_SIZE] = {};
-    if (gethostname(name, sizeof name - 1) != 0) {
+    char name[HOST_NAME_SIZE + 1] = {};
+    if (gethostname(name, HOST_NAME_SIZE) != 0) {
         return OBJ_E_UNEXPECTED;
     }
     return CInfoItem(item).SetStringA(name, 0xFFFFFFFF);
@@ -147,8 +147,8 @@ ObjResult OnWrite_DeviceName(TInfoItem* /*item*/, unsigned short /*index*/, unsi
 }
 
 ObjResult GetDeviceName(std::string& name) {
-    char text[HOST_NAME_SIZE] = {};
-    if (gethostname(text, sizeof text - 1) != 0) {
+    char text[HOST_NAME_SIZE + 1] = {};
+    if (gethostname(text, HOST_NAME_SIZE) != 0) {
         return OsResult(static_cast<std::uint32_t>(errno));
     }
     name = text;

@@ -11,13 +11,14 @@ namespace {
 
 // Empty when the executable cannot be told, so that no path is put through a tree.
 const std::string& AdaptersTree() {
-    static const std::string s_tree = [] {
+    // Never destroyed: threads that the end of the process ends still ask for it.
+    static const std::string& s_tree = *[] {
         std::error_code error;
         const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
         if (error) {
-            return std::string();
+            return new std::string;
         }
-        return (executable.parent_path().parent_path() / "libexec/sylvarin/adapters").string();
+        return new std::string(executable.parent_path().parent_path() / "libexec/sylvarin/adapters");
     }();
     return s_tree;
 }
