@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "ServiceTest.h"
+#include "mdp/Client.h"
 
 namespace {
 
@@ -145,6 +146,16 @@ TEST_F(GeneralTest, TheObjectsOfTheMachineAreOnTheWire) {
     EXPECT_EQ(Read(0x100A), TextAnswer(0x100A, "13.2.0.4711"));
     EXPECT_EQ(Read(0x1018), Answer(0x1018, NO_ERROR, "04 00"_hex));
     EXPECT_EQ(Read(0xF9F0), TextAnswer(0xF9F0, "SN-0815-4711"));
+}
+
+TEST_F(GeneralTest, TheMiscellaneousModuleIsNotStarted) {
+    StartService();
+    const auto modules = Mdp::Client().ListModules();
+    ASSERT_TRUE(modules) << modules.Error().Message();
+    EXPECT_FALSE(modules->empty());
+    for (const Mdp::Module& module : *modules) {
+        EXPECT_NE(module.type, 256) << module.name;
+    }
 }
 
 TEST_F(GeneralTest, ACompleteReadOfTheDeviceTypeGivesItsOneItem) {

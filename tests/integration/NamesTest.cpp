@@ -27,11 +27,12 @@ protected:
         ServiceTest::SetUp();
     }
 
-    // Frame with command 2 on 0x8000, the first module's header, and 64 bytes of room.
-    static Bytes DescribeFirstHeader(const Bytes& language) {
-        return Join({"6C 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  20 00 00 00 00 00 00 00"
+    // Frame with command 2 on 0x8000, the first module's header, and room for a name.
+    static Bytes DescribeFirstHeader(const Bytes& language, std::size_t room = 64) {
+        return Join({Little(24 + 8 + 12 + room, 8),
+                     "18 00 00 00 00 00 00 00  20 00 00 00 00 00 00 00"
                      "02 00  00 80"_hex,
-                     language, Bytes(76)});
+                     language, Bytes(12 + room)});
     }
 
     const Mdp::Client m_client;
@@ -74,6 +75,33 @@ TEST_F(NamesTest, DescriptionOfAHeaderIsOnTheWireAsItIsTold) {
     EXPECT_EQ(answer.size() - 4, answer[0]);
     const auto name = m_client.DescribeObject(0x8000, 1033)->name;
     EXPECT_EQ(std::string(answer.begin() + 16, answer.end()), name);
+}
+
+TEST_F(NamesTest, NameOfAnObjectThatDoesNotFitIsRefusedWithoutAReply) {
+    const std::size_t length = m_client.DescribeObject(0x8000, 1033)->name.size();
+    ASSERT_GT(length, 1U);
+    EXPECT_EQ(WireClient::Transact(DescribeFirstHeader("09 04 00 00"_hex, length)).size(), 4 + 12 + length);
+    EXPECT_EQ(WireClient::Transact(DescribeFirstHeader("09 04 00 00"_hex, length - 1)), Bytes());
+    EXPECT_EQ(WireClient::Transact(DescribeFirstHeader("09 04 00 00"_hex, 0)), Bytes());
+}
+
+TEST_F(NamesTest, NameOfAnEntryThatDoesNotFitIsCut) {
+    // Command 3 on 1008:0, "Device name". The answer has the size of the record, so its last eight bytes, of the name's
+    // length all but the lowest, fall off with 66 bytes.
+    const auto describe = [](std::uint8_t size) {
+        return WireClient::Transact(Join({Little(24U + 18U + 8U + size, 8),
+                                          "18 00 00 00 00 00 00 00  2A 00 00 00 00 00 00 00"
+                                          "03 00  08 10  00  09 04 00 00  00 00 00 00 00 00 00 00 00"
+                                          "00 00 00 00 00 00 00 00"_hex,
+                                          Little(size, 8), Bytes(size - 8U)}));
+    };
+    const Bytes cut = describe(66);
+    ASSERT_EQ(cut.size(), 4U + 66U);
+    EXPECT_EQ(Bytes(cut.begin() + 4, cut.begin() + 12), Bytes(8)); // no error
+    EXPECT_EQ(Bytes(cut.begin() + 12 + 56, cut.end()), "02 00"_hex);
+    const Bytes longer = describe(64 + 8 + 4);
+    ASSERT_EQ(longer.size(), 4U + 64U + 12U);
+    EXPECT_EQ(Bytes(longer.begin() + 12 + 56, longer.end()), "0B 00 00 00 00 00 00 00  44 65 76 69"_hex);
 }
 
 TEST_F(NamesTest, DescriptionInALanguageWithoutTextsHasNoName) {

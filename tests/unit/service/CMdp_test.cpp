@@ -2,11 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "../common/Hex.h"
 #include "ServiceStandIn.h"
+#include "dictionary/ObjServiceTransfer.h"
+#include "service/PipeCommunication.h"
+#include "service/TransactionFrame.h"
 
 using Hesperd::CMdp;
 using namespace std::chrono_literals;
@@ -184,6 +189,40 @@ TEST_F(MdpTest, AWriteThatFailsOrIsNoServiceAccessDoesNotWait) {
     EXPECT_EQ(Write("00 00  11 B0  02  01  00 00 00 00 00 00 00 00  00 00 00 00"_hex),
               (TReply{0, 0, "00 00  11 B0  02  01  00 01 A6 EC FF FF FF FF  00 00 00 00"_hex}));
     EXPECT_EQ(s_readings, 0);
+}
+
+TEST_F(MdpTest, AJobThatTakesLongerGoesOnBehindTheAnswer) {
+    static std::atomic<bool> s_isAnswered;
+
+    class CSlowService : public CObjServiceTransfer {
+    protected:
+        void DoWork(void* /*argument*/) override {
+            while (!s_isAnswered) {
+                std::this_thread::sleep_for(1ms);
+            }
+            Finish(0, "done", 4);
+        }
+    };
+
+    s_isAnswered = false;
+    const CRef<CSlowService> service(new CSlowService);
+    service->Init(0xB020);
+    ASSERT_EQ(Dictionary().AddObject(service.Get()), OBJ_E_NOERR);
+    std::string frame = "2C 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  2C 00 00 00 00 00 00 00"
+                        "00 00  20 B0  02  01  FF FF FF FF FF FF FF FF  02 00 00 00  68 69"_hex;
+    _tagTPipeTransact transact{reinterpret_cast<unsigned char*>(frame.data())};
+    unsigned int length = 0;
+    unsigned int offset = 0;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Hesperd::PipeCommunication::ExtractPipeTransactionPackage(&transact, &length, &offset), OBJ_E_NOERR);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 16s);
+    EXPECT_EQ(frame.substr(offset, length), "00 00  20 B0  02  01  00 00 00 00 00 00 00 00  00 00 00 00"_hex);
+
+    s_isAnswered = true;
+    while (service->m_refCount.load() > 2) {
+        std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_EQ(ReadObject(0xB020, 3, 16).buffer.substr(0, 6), std::string("\x01\0done", 6));
 }
 
 TEST_F(MdpTest, AServiceThatTakesLongerIsWaitedForSixteenSeconds) {
