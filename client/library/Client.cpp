@@ -49,7 +49,7 @@ constexpr std::array<std::uint8_t, 65536> s_zeros{};
 Bytes StartFrame(std::size_t requestSize, std::size_t answerSize, bool shared) {
     Bytes frame;
     const std::size_t total = s_headerSize + (shared ? std::max(requestSize, answerSize) : requestSize + answerSize);
-    frame.reserve(total);
+    frame.reserve(s_headerSize + s_recordHead);
     Wire::Put<std::uint64_t>(frame, total);
     Wire::Put<std::uint64_t>(frame, s_headerSize);
     Wire::Put<std::uint64_t>(frame, shared ? s_headerSize : s_headerSize + requestSize);
