@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
+#include <utility>
 
 #include "Wire.h"
 
@@ -208,8 +210,7 @@ Result<std::uint64_t> FileServices::Read(std::string_view path, const ChunkSink&
     Bytes buffer;
     Ahead response;
     for (;;) {
-        const Result<ByteView> record = Finish(s_serviceRead, capacity, buffer, std::move(response));
-        response.reset();
+        const Result<ByteView> record = Finish(s_serviceRead, capacity, buffer, std::exchange(response, std::nullopt));
         if (!record) {
             return record.Error();
         }
@@ -268,10 +269,10 @@ Result<std::uint64_t> FileServices::Write(std::string_view path, const ChunkSour
         const bool last = *filled < chunk.size();
         const Bytes head = MakeRecord({named.size(), handle, *filled, last ? 1U : 0U}, {named});
         const ByteView parts[] = {head, chunk.first(*filled)};
-        if (const Result<void> begun = Begin(s_serviceWrite, parts, std::move(request)); !begun) {
+        const Result<void> begun = Begin(s_serviceWrite, parts, std::exchange(request, std::nullopt));
+        if (!begun) {
             return giveUp(begun.Error());
         }
-        request.reset();
         total += *filled;
         // The next chunk is fetched and sent while the service writes this one.
         if (!last) {
