@@ -12,8 +12,12 @@ public:
     explicit CopyMoveCommand(FileAction action) : m_action(action) {}
 
     void AddOptions(CLI::App& app) override {
-        app.add_option("SOURCE", m_source, "a file of the machine, or a pattern")->required();
-        app.add_option("DESTINATION", m_destination, "a file or directory of the machine")->required();
+        app.add_option("SOURCE", m_source, "a file of the machine, or a pattern")
+            ->required()
+            ->transform(TakeRemotePath());
+        app.add_option("DESTINATION", m_destination, "a file or directory of the machine")
+            ->required()
+            ->transform(TakeRemotePath());
         app.add_flag("-f,--force", m_overwrite, "overwrite an existing file");
     }
 

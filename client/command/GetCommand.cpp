@@ -22,8 +22,11 @@ bool IsLocalDirectory(const std::string& path) {
 class GetCommand : public Command {
 public:
     void AddOptions(CLI::App& app) override {
-        app.add_option("REMOTE", m_remote, "a file of the machine, or a pattern such as '/var/log/*.log'")->required();
-        app.add_option("LOCAL", m_local, "where to put it: a file, a directory or - for the standard output");
+        app.add_option("REMOTE", m_remote, "a file of the machine, or a pattern such as '/var/log/*.log'")
+            ->required()
+            ->transform(TakeRemotePath());
+        app.add_option("LOCAL", m_local, "where to put it: a file, a directory or - for the standard output")
+            ->check(TakeLocalPath());
         app.add_flag("--any-length", m_anyLength,
                      "take what arrives even if its length is not the listed one, as with files of /proc");
     }

@@ -14,7 +14,8 @@ namespace {
 class ListCommand : public Command {
 public:
     void AddOptions(CLI::App& app) override {
-        app.add_option("PATH", m_path, "a directory, a file or a pattern such as '/etc/*.conf'; / if not given");
+        app.add_option("PATH", m_path, "a directory, a file or a pattern such as '/etc/*.conf'; / if not given")
+            ->transform(TakeRemotePath());
         app.add_flag("-a,--all", m_all, "also names that begin with a dot");
         app.add_flag("-1,--names", m_names, "only names, one a line");
     }

@@ -39,8 +39,12 @@ private:
 class PutCommand : public Command {
 public:
     void AddOptions(CLI::App& app) override {
-        app.add_option("LOCAL", m_local, "a file of this side, or - for the standard input")->required();
-        app.add_option("REMOTE", m_remote, "where to put it on the machine: a file, or a directory")->required();
+        app.add_option("LOCAL", m_local, "a file of this side, or - for the standard input")
+            ->required()
+            ->check(TakeLocalPath());
+        app.add_option("REMOTE", m_remote, "where to put it on the machine: a file, or a directory")
+            ->required()
+            ->transform(TakeRemotePath());
     }
 
     int Run(const Context& context) override {

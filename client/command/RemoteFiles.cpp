@@ -71,6 +71,36 @@ Mdp::Result<Mdp::FileServices> FindFiles(const Context& context) {
     return Mdp::FileServices::Find(context.client, options);
 }
 
+CLI::Validator TakeLocalPath() {
+    return {[](const std::string& path) { return std::string(path.empty() ? "the path is empty" : ""); }, ""};
+}
+
+CLI::Validator TakeRemotePath() {
+    return {[](std::string& path) {
+                path = NormalPath(path);
+                return std::string(path.empty() ? "the path is empty" : "");
+            },
+            ""};
+}
+
+std::string NormalPath(std::string_view path) {
+    std::string normal;
+    for (const char c : path) {
+        const bool slash = c == '/' || c == '\\';
+        if (slash && normal.ends_with('/')) {
+            continue;
+        }
+        normal += slash ? '/' : c;
+        if (normal.ends_with("/./")) {
+            normal.resize(normal.size() - 2);
+        }
+    }
+    if (normal.ends_with("/.")) {
+        normal.pop_back();
+    }
+    return normal.starts_with("./") && normal.size() > 2 ? normal.substr(2) : normal;
+}
+
 std::string BaseName(std::string_view path) {
     while (path.size() > 1 && path.back() == '/') {
         path.remove_suffix(1);

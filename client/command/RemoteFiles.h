@@ -13,6 +13,14 @@ namespace MdpCommand {
 
 Mdp::Result<Mdp::FileServices> FindFiles(const Context& context);
 
+// For options that take a path: an empty one is a usage error, and a path of the machine becomes its NormalPath.
+CLI::Validator TakeLocalPath();
+CLI::Validator TakeRemotePath();
+
+// The path in one spelling of the many that the service takes for the same: with slashes for backslashes, each alone,
+// and no "." between them. A trailing slash, which stands for a directory, stays.
+std::string NormalPath(std::string_view path);
+
 // The last component of a path, without slashes at its end.
 std::string BaseName(std::string_view path);
 std::string JoinPath(std::string_view directory, std::string_view name);

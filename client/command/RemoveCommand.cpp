@@ -9,7 +9,9 @@ namespace {
 class RemoveCommand : public Command {
 public:
     void AddOptions(CLI::App& app) override {
-        app.add_option("PATH", m_paths, "files or empty directories of the machine, or patterns")->required();
+        app.add_option("PATH", m_paths, "files or empty directories of the machine, or patterns")
+            ->required()
+            ->transform(TakeRemotePath());
         app.add_flag("-r,--recursive", m_recursive, "delete directories with their content");
     }
 
@@ -20,7 +22,7 @@ public:
         }
         Json done = Json::array();
         for (const std::string& path : m_paths) {
-            if (path.find_first_not_of("/\\.") == std::string::npos) {
+            if (path.find_first_not_of("/.") == std::string::npos) {
                 return context.Fail(ExitUsage, path + ": this is not deleted; name what is in it");
             }
             const auto targets = ExpandRemote(*files, path);

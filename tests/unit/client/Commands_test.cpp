@@ -1,6 +1,7 @@
 #include "Command.h"
 
 #include <fstream>
+#include <map>
 #include <sstream>
 
 #include <sys/stat.h>
@@ -457,6 +458,40 @@ TEST_F(FileCommands, WildcardsInTheNameOfAFileAreTakenLiterally) {
     (void)Run({"ls", "/da*a[1]?"});
 
     EXPECT_EQ(m_machine.writes.front().data, Number(15, 4) + Text("/da[*]a[[]1][?]"));
+}
+
+TEST_F(FileCommands, PathsOfTheMachineAreTakenInOneSpelling) {
+    for (const auto& [written, sent] : std::map<std::string, std::string>{{"\\data\\\\a.txt", "/data/a.txt"},
+                                                                          {"//data/././/a.txt", "/data/a.txt"},
+                                                                          {"./x/.y", "x/.y"},
+                                                                          {".//./x", "x"},
+                                                                          {"/data/.", "/data/"},
+                                                                          {"/.", "/"},
+                                                                          {"/x./..", "/x./.."}}) {
+        m_machine.writes.clear();
+        (void)Run({"ls", written});
+        EXPECT_EQ(m_machine.writes.front().data, Number(sent.size(), 4) + Text(sent)) << written;
+    }
+}
+
+TEST_F(FileCommands, EmptyPathsAreWrongCommandLines) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> lines{
+        {{"ls", ""}, "PATH"},
+        {{"get", "", m_directory}, "REMOTE"},
+        {{"get", "/data/a.txt", ""}, "LOCAL"},
+        {{"put", "", "/data/a.txt"}, "LOCAL"},
+        {{"put", "/dev/null", ""}, "REMOTE"},
+        {{"cp", "", "/b"}, "SOURCE"},
+        {{"mv", "/data/a.txt", ""}, "DESTINATION"},
+        {{"rm", "/data/a.txt", ""}, "PATH"},
+        {{"mkdir", ""}, "PATH"},
+    };
+    for (const auto& [line, argument] : lines) {
+        const Ran ran = Run(line);
+        EXPECT_EQ(ran.status, 2) << line.front();
+        EXPECT_THAT(ran.err, HasSubstr(argument + ": the path is empty"));
+    }
+    EXPECT_TRUE(m_machine.writes.empty());
 }
 
 TEST_F(FileCommands, GetPutsTheFileUnderItsFinalName) {
