@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fmt/format.h>
@@ -35,6 +36,15 @@ public:
 private:
     int m_number;
 };
+
+// How much of the input is still to be read, as far as it tells: files of /proc have bytes, but the length 0.
+std::optional<std::uint64_t> BytesLeft(int input, const struct stat& status) {
+    const off_t position = S_ISREG(status.st_mode) && status.st_size > 0 ? lseek(input, 0, SEEK_CUR) : -1;
+    if (position < 0) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(std::max<off_t>(status.st_size - position, 0));
+}
 
 class PutCommand : public Command {
 public:
@@ -72,13 +82,21 @@ public:
         if (!remote) {
             return FailFile(context, FileAction::Write, remote.Error(), m_remote);
         }
-        const auto total =
-            S_ISREG(status.st_mode) ? std::optional(static_cast<std::uint64_t>(status.st_size)) : std::nullopt;
+        // The service empties the file before it has got more than the first chunk.
+        if (S_ISREG(status.st_mode) && IsLocalFile(*remote, status)) {
+            return context.Fail(ExitUsage, m_local + ": this is the same file as " + *remote + " on the machine");
+        }
+        const auto total = BytesLeft(input.Number(), status);
         const auto bytes = Put(context, *files, input.Number(), *remote, total);
         if (!bytes) {
             return bytes.Error().kind == Mdp::ErrorKind::Local
                        ? localError(bytes.Error().systemError)
                        : FailFile(context, FileAction::Write, bytes.Error(), *remote);
+        }
+        if (total && *bytes != *total) {
+            return context.Fail(ExitLocal, fmt::format("{}: {} bytes were sent of {} that the file had; it changed "
+                                                       "meanwhile, or is the same file as {} on the machine",
+                                                       m_local, *bytes, *total, *remote));
         }
         if (context.json) {
             context.Print({{"local", TextJson(m_local)}, {"remote", TextJson(*remote)}, {"bytes", *bytes}});

@@ -17,6 +17,10 @@ std::string DirectoryPart(std::string_view path) {
     return std::string(path.substr(0, path.rfind('/') + 1));
 }
 
+// Where the service may run, and so where a relative path may start: in the directory of this program, or as a daemon
+// in the root. An absolute path is the same behind both.
+constexpr std::array s_bases{"", "/"};
+
 struct AdviceRow {
     FileAction action;
     Mdp::Code code;
@@ -145,6 +149,28 @@ Mdp::Result<std::vector<RemotePath>> ExpandRemote(const Mdp::FileServices& files
         found.push_back({directory + file.name, {false, file.size}});
     }
     return found;
+}
+
+bool IsLocalFile(const std::string& path, const struct stat& file) {
+    for (const char* base : s_bases) {
+        struct stat status {};
+
+        if (stat((base + path).c_str(), &status) == 0 && status.st_dev == file.st_dev && status.st_ino == file.st_ino) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool AreOneFile(const std::string& left, const std::string& right) {
+    for (const char* base : s_bases) {
+        struct stat status {};
+
+        if (stat((base + left).c_str(), &status) == 0 && IsLocalFile(right, status)) {
+            return true;
+        }
+    }
+    return left == right;
 }
 
 Mdp::Result<std::string> DestinationOf(const Mdp::FileServices& files, const std::string& destination,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +38,11 @@ struct RemotePath {
 // What a command line's path stands for: itself if it exists, else what it matches as a pattern with its wildcards in
 // the last component. Nothing is an error that tells how to look.
 Mdp::Result<std::vector<RemotePath>> ExpandRemote(const Mdp::FileServices& files, const std::string& path);
+
+// Whether a path of the machine is that file of this side, or two of them are one file under two names. The service is
+// mostly on this side; where it is not, or this side may not look, nothing is known and the answer is no.
+bool IsLocalFile(const std::string& path, const struct stat& file);
+bool AreOneFile(const std::string& left, const std::string& right);
 
 // The path to write to: inside the destination if that is a directory or ends with a slash.
 Mdp::Result<std::string> DestinationOf(const Mdp::FileServices& files, const std::string& destination,

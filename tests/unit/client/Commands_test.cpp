@@ -1,6 +1,7 @@
 #include "Command.h"
 
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 
@@ -401,7 +402,9 @@ protected:
             return {1, Number(m_content.size(), 4) + Number(0, 4) + Number(1, 4) + Text(m_content)};
         }
         if (index == 0xB022) {
-            return {1, Number(0, 4)};
+            m_whileWriting();
+            const bool last = request[12] != 0;
+            return {1, Number(last ? 0 : 7, 4)};
         }
         return m_result;
     }
@@ -424,6 +427,12 @@ protected:
         return {3, Hex("0200A7EC")};
     }
 
+    // How many requests a service object was sent.
+    std::ptrdiff_t RequestsTo(std::uint16_t index) const {
+        return std::count_if(m_machine.writes.begin(), m_machine.writes.end(),
+                             [&](const auto& write) { return write.index == index; });
+    }
+
     std::string LocalContent() const {
         std::ifstream file(m_directory + "/a.txt");
         return {std::istreambuf_iterator<char>(file), {}};
@@ -433,6 +442,7 @@ protected:
     std::string m_content = "hello";
     std::uint64_t m_listedSize = 5;
     FakeResponse m_result{1, {0, 0, 0, 0}};
+    std::function<void()> m_whileWriting = [] {};
 };
 
 TEST_F(FileCommands, ListShowsTheContentOfADirectory) {
@@ -536,6 +546,31 @@ TEST_F(FileCommands, PutWritesTheFileAndComparesItsLength) {
     EXPECT_EQ(written->data, Hex("0b000000 00000000 05000000 01000000") + Text("/data/a.txthello"));
     m_listedSize = 4;
     EXPECT_EQ(Run({"put", m_directory + "/in", "/data/a.txt"}).status, 3);
+}
+
+TEST_F(FileCommands, PutOfAFileOntoItselfSendsNothing) {
+    const std::string file = m_directory + "/in";
+    std::ofstream(file) << "hello";
+    ASSERT_EQ(symlink(file.c_str(), (m_directory + "/a.txt").c_str()), 0);
+
+    for (const std::string& remote : {file, m_directory + "//./in", m_directory + "/a.txt", m_directory + "/"}) {
+        const Ran ran = Run({"put", file, remote});
+        EXPECT_EQ(ran.status, 2) << remote;
+        EXPECT_THAT(ran.err, HasSubstr("this is the same file as " + m_directory));
+    }
+    EXPECT_EQ(RequestsTo(0xB022), 0);
+}
+
+TEST_F(FileCommands, PutOfAFileThatChangesMeanwhileEndsWithFour) {
+    std::ofstream(m_directory + "/in") << "hello!" << std::string(2U << 20, 'x');
+    m_listedSize = 1U << 20;
+    // As when the file is emptied after its first chunk was read.
+    m_whileWriting = [this] { ASSERT_EQ(truncate((m_directory + "/in").c_str(), 0), 0); };
+
+    const Ran ran = Run({"put", m_directory + "/in", "/data/a.txt"});
+
+    EXPECT_EQ(ran.status, 4) << ran.err;
+    EXPECT_THAT(ran.err, HasSubstr("1048576 bytes were sent of 2097158 that the file had"));
 }
 
 TEST_F(FileCommands, PutOfAMissingFileEndsWithFour) {
