@@ -1,5 +1,7 @@
 #include "Commands.h"
 
+#include <cerrno>
+
 #include "RemoteFiles.h"
 #include "Text.h"
 
@@ -39,16 +41,16 @@ public:
             if (sources->size() > 1 && *destination == m_destination) {
                 return context.Fail(ExitUsage, m_destination + ": for several files this must be a directory");
             }
-            // With overwriting, a move deletes its destination first: the file itself must not be that.
-            if (*destination == source.path) {
-                return context.Fail(ExitUsage, source.path + ": source and destination are the same");
+            // With overwriting, a copy empties its destination and a move deletes it: the file itself must not be that.
+            if (AreOneFile(source.path, *destination)) {
+                return context.Fail(ExitUsage, source.path + ": this is the same file as " + *destination);
             }
             if (m_action == FileAction::Copy && source.status.isDirectory) {
                 return context.Fail(ExitUsage, source.path + ": only files can be copied");
             }
             const Mdp::Result<void> result = m_action == FileAction::Copy
                                                  ? files->Copy(source.path, *destination, m_overwrite)
-                                                 : files->Move(source.path, *destination, m_overwrite);
+                                                 : Move(*files, source.path, *destination);
             if (!result) {
                 return FailFile(context, m_action, result.Error(), source.path + " to " + *destination);
             }
@@ -66,6 +68,15 @@ public:
     }
 
 private:
+    // The service deletes what may be overwritten even if the move then fails: it may only where it has told that
+    // something is in the way.
+    Mdp::Result<void> Move(const Mdp::FileServices& files, const std::string& source,
+                           const std::string& destination) const {
+        Mdp::Result<void> moved = files.Move(source, destination, false);
+        const bool exists = !moved && moved.Error().code == (Mdp::OBJ_E_OS_BASE | EEXIST);
+        return exists && m_overwrite ? files.Move(source, destination, true) : moved;
+    }
+
     FileAction m_action;
     std::string m_source;
     std::string m_destination;

@@ -158,6 +158,28 @@ TEST_F(ClientCommandsTest, ManagesDirectoriesAndFiles) {
     EXPECT_FALSE(std::filesystem::exists("/tmp/files/x"));
 }
 
+TEST_F(ClientCommandsTest, AFileIsNeverWrittenOverItself) {
+    const std::string content(3U << 20, 'x');
+    std::ofstream("/tmp/files/f", std::ios::binary) << content;
+    std::filesystem::create_symlink("/tmp/files/f", "/tmp/files/link");
+    std::filesystem::create_hard_link("/tmp/files/f", "/tmp/files/hard");
+    std::filesystem::create_directory_symlink("/tmp/files", "/tmp/again");
+
+    for (const std::string& same :
+         {std::string("/tmp/files/f"), std::string("/tmp/files"), std::string("/tmp/files/."),
+          std::string("/tmp//files/./f"), std::string("'\\tmp\\files\\f'"), std::string("/tmp/files/link"),
+          std::string("/tmp/files/hard"), std::string("/tmp/again/f"), std::string("/tmp/again/../files/f")}) {
+        for (const char* command : {"put", "cp -f", "mv -f", "mv"}) {
+            const Outcome refused = Mdp(command + (" /tmp/files/f " + same));
+            EXPECT_EQ(refused.status, 2) << command << " " << same;
+            EXPECT_THAT(refused.output, HasSubstr("this is the same file as"));
+        }
+        EXPECT_EQ(Mdp("mv -f /tmp/files/link " + same).status, 2) << same;
+        EXPECT_EQ(Mdp("put - /tmp/files/f < /tmp/files/f").status, 2);
+        ASSERT_TRUE(Content("/tmp/files/f") == content) << same;
+    }
+}
+
 TEST_F(ClientCommandsTest, AFetchThatFailsLeavesNothingUnderTheFinalName) {
     const Outcome got = Mdp("get /proc/version /tmp/files/version");
 

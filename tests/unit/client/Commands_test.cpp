@@ -584,7 +584,7 @@ TEST_F(FileCommands, CopyMoveDeleteAndMakeDirectorySendTheirRecords) {
     EXPECT_EQ(Run({"cp", "/data/a.txt", "/b"}).status, 0);
     EXPECT_EQ(m_machine.writes.back().data, Hex("0b000000 02000000 01000000") + Text("/data/a.txt/b"));
     EXPECT_EQ(Run({"mv", "-f", "/data/a.txt", "/sub"}).status, 0);
-    EXPECT_EQ(m_machine.writes.back().data, Hex("0b000000 0a000000 02000000") + Text("/data/a.txt/sub/a.txt"));
+    EXPECT_EQ(m_machine.writes.back().data, Hex("0b000000 0a000000 00000000") + Text("/data/a.txt/sub/a.txt"));
     EXPECT_EQ(Run({"rm", "-r", "/sub"}).status, 0);
     EXPECT_EQ(m_machine.writes.back(), (FakeDictionary::Written{0xB024, 1, Hex("04000000 01000000") + Text("/sub")}));
     EXPECT_EQ(Run({"mkdir", "-p", "/x/y"}).status, 0);
@@ -603,10 +603,26 @@ TEST_F(FileCommands, FailuresTellWhatToDo) {
 TEST_F(FileCommands, RootIsNotDeletedAndAFileNotMovedOntoItself) {
     EXPECT_EQ(Run({"rm", "-r", "/"}).status, 2);
     EXPECT_EQ(Run({"rm", "-r", "//../"}).status, 2);
-    EXPECT_EQ(Run({"mv", "-f", "/data/a.txt", "/data/a.txt"}).status, 2);
+    for (const char* same : {"/data/a.txt", "//data/./a.txt", "\\data\\a.txt", "/data"}) {
+        EXPECT_EQ(Run({"mv", "-f", "/data/a.txt", same}).status, 2) << same;
+        EXPECT_EQ(Run({"cp", "-f", "/data/a.txt", same}).status, 2) << same;
+    }
     for (const auto& write : m_machine.writes) {
         EXPECT_EQ(write.index, 0xB020) << "only listings";
     }
+}
+
+TEST_F(FileCommands, MoveOverwritesOnlyWhatIsInTheWay) {
+    m_result = {3, Hex("1200A7EC")};
+    EXPECT_EQ(Run({"mv", "-f", "/data/a.txt", "/b"}).status, 1);
+    EXPECT_EQ(RequestsTo(0xB023), 1) << "the file systems differ: nothing may be deleted";
+
+    m_result = {3, Hex("1100A7EC")};
+    EXPECT_EQ(Run({"mv", "/data/a.txt", "/b"}).status, 1);
+    EXPECT_EQ(RequestsTo(0xB023), 2);
+    EXPECT_EQ(Run({"mv", "-f", "/data/a.txt", "/b"}).status, 1);
+    EXPECT_EQ(RequestsTo(0xB023), 4);
+    EXPECT_EQ(m_machine.writes.back().data, Hex("0b000000 02000000 02000000") + Text("/data/a.txt/b"));
 }
 
 TEST_F(FileCommands, MachineWithoutFileServicesIsToldSo) {
