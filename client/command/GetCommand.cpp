@@ -9,6 +9,7 @@
 #include "Progress.h"
 #include "RemoteFiles.h"
 #include "Text.h"
+#include "TransferLock.h"
 
 namespace MdpCommand {
 namespace {
@@ -35,6 +36,12 @@ public:
         const auto files = FindFiles(context);
         if (!files) {
             return context.Fail(files.Error(), m_remote);
+        }
+        // Before the lengths are looked up: what is waited for may change them. One turn for all files, so that a put
+        // behind a pipe, which has its own, is not left waiting between two of them.
+        TransferLock lock;
+        if (const Mdp::Result<void> turn = lock.WaitToGet(context); !turn) {
+            return context.Fail(turn.Error(), m_remote);
         }
         auto sources = ExpandRemote(*files, m_remote);
         if (!sources) {

@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include "Progress.h"
 #include "RemoteFiles.h"
 #include "Text.h"
+#include "TransferLock.h"
 
 namespace MdpCommand {
 namespace {
@@ -85,6 +87,14 @@ public:
         // The service empties the file before it has got more than the first chunk.
         if (S_ISREG(status.st_mode) && IsLocalFile(*remote, status)) {
             return context.Fail(ExitUsage, m_local + ": this is the same file as " + *remote + " on the machine");
+        }
+        // In "mdp get A - | mdp put - B" only the put whose get has its turn takes one: two such pipes would otherwise
+        // wait for each other.
+        pollfd readable{input.Number(), POLLIN, 0};
+        poll(&readable, 1, -1);
+        TransferLock lock;
+        if (const Mdp::Result<void> turn = lock.WaitToPut(context); !turn) {
+            return context.Fail(turn.Error(), m_local);
         }
         const auto total = BytesLeft(input.Number(), status);
         const auto bytes = Put(context, *files, input.Number(), *remote, total);

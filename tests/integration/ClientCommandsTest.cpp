@@ -20,9 +20,9 @@ struct Outcome {
     std::string output;
 };
 
-// Standard output and standard error of one mdp command line, with its exit status.
-Outcome Mdp(const std::string& arguments) {
-    FILE* pipe = popen((SYLVARIN_MDP " " + arguments + " 2>&1").c_str(), "r");
+// Standard output and standard error of a script, with its exit status.
+Outcome Shell(const std::string& script) {
+    FILE* pipe = popen(("exec 2>&1; " + script).c_str(), "r");
     Outcome outcome{-1, {}};
     std::array<char, 4096> buffer;
     while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
@@ -31,6 +31,10 @@ Outcome Mdp(const std::string& arguments) {
     const int status = pclose(pipe);
     outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return outcome;
+}
+
+Outcome Mdp(const std::string& arguments) {
+    return Shell(SYLVARIN_MDP " " + arguments);
 }
 
 std::string Content(const std::string& path) {
@@ -178,6 +182,22 @@ TEST_F(ClientCommandsTest, AFileIsNeverWrittenOverItself) {
         EXPECT_EQ(Mdp("put - /tmp/files/f < /tmp/files/f").status, 2);
         ASSERT_TRUE(Content("/tmp/files/f") == content) << same;
     }
+}
+
+TEST_F(ClientCommandsTest, TransfersAtTheSameTimeDoNotTakeEachOthersBytes) {
+    for (const char name : {'a', 'b', 'c', 'd'}) {
+        std::ofstream(std::string("/tmp/files/") + name, std::ios::binary) << std::string(3U << 20, name);
+    }
+
+    const Outcome outcome = Shell("cd /tmp/files; mdp=" SYLVARIN_MDP R"(
+        for f in a b c d; do
+            (for i in 1 2 3; do $mdp get $PWD/$f $f.got && cmp $f $f.got || echo "get $f"; done) &
+            (for i in 1 2 3; do $mdp put $f $PWD/$f.put && cmp $f $f.put || echo "put $f"; done) &
+            ($mdp get $PWD/$f - | $mdp put - $PWD/$f.piped && cmp $f $f.piped || echo "pipe $f") &
+        done
+        wait)");
+
+    EXPECT_EQ(outcome.output, "");
 }
 
 TEST_F(ClientCommandsTest, AFetchThatFailsLeavesNothingUnderTheFinalName) {

@@ -1,10 +1,14 @@
 #include "Command.h"
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <map>
 #include <sstream>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -578,6 +582,52 @@ TEST_F(FileCommands, PutOfAMissingFileEndsWithFour) {
 
     EXPECT_EQ(ran.status, 4);
     EXPECT_EQ(ran.err, "mdp: " + m_directory + "/in: No such file or directory\n");
+}
+
+// Another mdp has its turn in a direction as long as this exists.
+class Turn {
+public:
+    explicit Turn(const std::string& directory) : m_descriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY)) {
+        EXPECT_EQ(flock(m_descriptor, LOCK_EX), 0);
+    }
+
+    ~Turn() { close(m_descriptor); }
+
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+private:
+    int m_descriptor;
+};
+
+TEST_F(FileCommands, GetWaitsForTheTurnOfAnotherGet) {
+    const std::string place = std::filesystem::path(m_service.Path()).parent_path();
+    {
+        const Turn another(place);
+        const Ran ran = Run({"get", "/data/a.txt", m_directory, "--timeout", "0.1"});
+        EXPECT_EQ(ran.status, 3);
+        EXPECT_THAT(ran.err, HasSubstr("another mdp"));
+        EXPECT_TRUE(m_machine.writes.empty());
+    }
+    auto another = std::make_unique<Turn>(place);
+    auto got = std::async(std::launch::async, [this] { return Run({"get", "/data/a.txt", m_directory}); });
+    EXPECT_EQ(got.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    another.reset();
+    EXPECT_EQ(got.get().status, 0);
+    EXPECT_EQ(LocalContent(), "hello");
+}
+
+TEST_F(FileCommands, PutWaitsForTheTurnOfAnotherPutAndNotOfAGet) {
+    std::ofstream(m_directory + "/in") << "hello";
+    const Turn get(std::filesystem::path(m_service.Path()).parent_path());
+    {
+        const Turn another("/");
+        const Ran ran = Run({"put", m_directory + "/in", "/data/a.txt", "--timeout", "0.1"});
+        EXPECT_EQ(ran.status, 3);
+        EXPECT_THAT(ran.err, HasSubstr("another mdp"));
+        EXPECT_EQ(RequestsTo(0xB022), 0);
+    }
+    EXPECT_EQ(Run({"put", m_directory + "/in", "/data/a.txt", "--timeout", "30"}).status, 0);
 }
 
 TEST_F(FileCommands, CopyMoveDeleteAndMakeDirectorySendTheirRecords) {
