@@ -53,6 +53,10 @@ constexpr std::array s_advice{
     AdviceRow{FileAction::Delete, Os(ENOENT), "no such file or directory on the machine"},
     AdviceRow{FileAction::Delete, Mdp::OBJ_E_FAILED,
               "it was not deleted; for a directory with content use -r, and special files cannot be deleted"},
+    AdviceRow{FileAction::DeleteTree, Os(ENOENT), "no such file or directory on the machine"},
+    AdviceRow{FileAction::DeleteTree, Mdp::OBJ_E_FAILED,
+              "not all of it was deleted; what is left may have a name that begins with a dot, be a symbolic link or a "
+              "special file, or be protected by the system; mdp ls -a shows it"},
     AdviceRow{FileAction::MakeDirectory, Os(EEXIST), "it exists already"},
     AdviceRow{FileAction::MakeDirectory, Os(ENOENT), "a parent directory is missing; -p makes it, too"},
     AdviceRow{FileAction::MakeDirectory, Os(ENOTDIR), "a parent is a file and not a directory"},

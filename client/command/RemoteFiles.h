@@ -49,7 +49,7 @@ Mdp::Result<std::string> DestinationOf(const Mdp::FileServices& files, const std
                                        std::string_view name);
 
 // What a command was doing when the service answered with a code.
-enum class FileAction { List, Read, Write, Copy, Move, Delete, MakeDirectory };
+enum class FileAction { List, Read, Write, Copy, Move, Delete, DeleteTree, MakeDirectory };
 
 // Tells a failure together with what a user can do about it.
 int FailFile(const Context& context, FileAction action, const Mdp::Error& error, const std::string& subject);

@@ -31,7 +31,8 @@ public:
             }
             for (const RemotePath& target : *targets) {
                 if (const Mdp::Result<void> deleted = files->Delete(target.path, m_recursive); !deleted) {
-                    return FailFile(context, FileAction::Delete, deleted.Error(), target.path);
+                    return FailFile(context, m_recursive ? FileAction::DeleteTree : FileAction::Delete, deleted.Error(),
+                                    target.path);
                 }
                 done.push_back(TextJson(target.path));
             }

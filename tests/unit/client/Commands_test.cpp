@@ -18,8 +18,10 @@
 #include "FakeDictionary.h"
 #include "Progress.h"
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -648,6 +650,7 @@ TEST_F(FileCommands, FailuresTellWhatToDo) {
     EXPECT_EQ(Run({"mkdir", "-p", "/sub"}).status, 0) << "an existing directory is none with -p";
     m_result = {3, Hex("0100A6EC")};
     EXPECT_THAT(Run({"rm", "/sub"}).err, HasSubstr("use -r"));
+    EXPECT_THAT(Run({"rm", "-r", "/sub"}).err, AllOf(HasSubstr("begins with a dot"), Not(HasSubstr("use -r"))));
 }
 
 TEST_F(FileCommands, RootIsNotDeletedAndAFileNotMovedOntoItself) {
