@@ -49,8 +49,8 @@ public:
         }
         const bool single = sources->size() == 1 && sources->front().path == m_remote;
         if (single && sources->front().status.isDirectory) {
-            return context.Fail(ExitUsage, m_remote + ": this is a directory; '" + JoinPath(m_remote, "*") +
-                                               "' names the files in it");
+            return context.Fail(ExitUsage, m_remote + ": this is a directory or a special file; '" +
+                                               JoinPath(m_remote, "*") + "' names the files in a directory");
         }
         std::erase_if(*sources, [](const RemotePath& source) { return source.status.isDirectory; });
         if (!single && m_local != "-" && !IsLocalDirectory(m_local)) {

@@ -144,9 +144,7 @@ private:
         if (!status) {
             return status.Error();
         }
-        // What is no file, such as a device, has no length to compare.
-        const bool isFile = *status && !(*status)->isDirectory;
-        if (isFile && (*status)->size != *written) {
+        if (*status && (*status)->size != *written) {
             return Mdp::Error{Mdp::ErrorKind::Protocol, 0, 0,
                               fmt::format("{} bytes were sent, but the file has {}; another client disturbed, or the "
                                           "disk is full: try again",

@@ -39,8 +39,8 @@ constexpr std::array s_advice{
               "the machine cannot open the file for reading; mdp ls shows whether it is there and a file"},
     AdviceRow{FileAction::Read, Mdp::OBJ_E_INVALIDARG, "another client read a file at the same time; try again"},
     AdviceRow{FileAction::Write, Mdp::OBJ_E_FAILED,
-              "the machine cannot write the file; make sure that its directory exists (mdp mkdir -p) and that the disk "
-              "has room"},
+              "the machine cannot write the file; make sure that its directory exists (mdp mkdir -p) and is no special "
+              "file, and that the disk has room"},
     AdviceRow{FileAction::Write, Mdp::OBJ_E_INVALIDARG, "another client wrote a file at the same time; try again"},
     AdviceRow{FileAction::Copy, Os(EEXIST), "the destination exists; -f overwrites it"},
     AdviceRow{FileAction::Copy, Os(ENOENT), "the source, or the directory of the destination, does not exist"},

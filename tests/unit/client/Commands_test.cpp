@@ -533,7 +533,7 @@ TEST_F(FileCommands, GetOfADirectoryTellsHowToGetItsFiles) {
     const Ran ran = Run({"get", "/data", m_directory});
 
     EXPECT_EQ(ran.status, 2);
-    EXPECT_THAT(ran.err, HasSubstr("'/data/*' names the files in it"));
+    EXPECT_THAT(ran.err, HasSubstr("this is a directory or a special file; '/data/*' names the files in a directory"));
 }
 
 TEST_F(FileCommands, GetToAPlaceThatCannotBeWrittenEndsWithFour) {
