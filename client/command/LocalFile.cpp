@@ -27,13 +27,26 @@ void DeletePartial(int signal) {
     raise(signal);
 }
 
-void HandleSignals(void (*handler)(int)) {
+// What the signals did before, to be put back.
+std::array<struct sigaction, s_endingSignals.size()> s_formerActions;
+
+void HandleSignals() {
     struct sigaction action {};
 
-    action.sa_handler = handler;
-    action.sa_flags = handler == SIG_DFL ? 0 : static_cast<int>(SA_RESETHAND | SA_NODEFER);
-    for (const int signal : s_endingSignals) {
-        sigaction(signal, &action, nullptr);
+    action.sa_handler = DeletePartial;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+    for (std::size_t i = 0; i < s_endingSignals.size(); ++i) {
+        sigaction(s_endingSignals[i], nullptr, &s_formerActions[i]);
+        // One that is ignored, as under nohup, stays so.
+        if (s_formerActions[i].sa_handler != SIG_IGN) {
+            sigaction(s_endingSignals[i], &action, nullptr);
+        }
+    }
+}
+
+void RestoreSignals() {
+    for (std::size_t i = 0; i < s_endingSignals.size(); ++i) {
+        sigaction(s_endingSignals[i], &s_formerActions[i], nullptr);
     }
 }
 
@@ -52,7 +65,7 @@ LocalFile::~LocalFile() {
     if (!m_partial.empty()) {
         unlink(m_partial.c_str());
         s_partialPath = nullptr;
-        HandleSignals(SIG_DFL);
+        RestoreSignals();
     }
 }
 
@@ -84,7 +97,7 @@ Mdp::Result<void> LocalFile::Open(const std::string& path) {
     }
     m_partial = pattern;
     s_partialPath = m_partial.c_str();
-    HandleSignals(DeletePartial);
+    HandleSignals();
     return {};
 }
 
@@ -118,7 +131,7 @@ Mdp::Result<void> LocalFile::Commit() {
             return Failure();
         }
         s_partialPath = nullptr;
-        HandleSignals(SIG_DFL);
+        RestoreSignals();
         m_partial.clear();
     }
     return {};

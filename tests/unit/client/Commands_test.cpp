@@ -1,5 +1,6 @@
 #include "Command.h"
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -405,6 +406,7 @@ protected:
             return List(std::string(request.begin() + 4, request.end()));
         }
         if (index == 0xB021) {
+            m_whileReading();
             return {1, Number(m_content.size(), 4) + Number(0, 4) + Number(1, 4) + Text(m_content)};
         }
         if (index == 0xB022) {
@@ -448,6 +450,7 @@ protected:
     std::string m_content = "hello";
     std::uint64_t m_listedSize = 5;
     FakeResponse m_result{1, {0, 0, 0, 0}};
+    std::function<void()> m_whileReading = [] {};
     std::function<void()> m_whileWriting = [] {};
 };
 
@@ -516,6 +519,28 @@ TEST_F(FileCommands, GetPutsTheFileUnderItsFinalName) {
     EXPECT_EQ(ran.status, 0) << ran.err;
     EXPECT_EQ(ran.err, "") << "no progress outside of a terminal";
     EXPECT_EQ(LocalContent(), "hello");
+}
+
+TEST_F(FileCommands, GetKeepsIgnoredSignalsIgnoredAndPutsTheOthersBack) {
+    const auto handlerOf = [](int signal) {
+        struct sigaction action {};
+        sigaction(signal, nullptr, &action);
+        return action.sa_handler;
+    };
+    void (*const own)(int) = [](int) {};
+    const auto formerHangUp = std::signal(SIGHUP, SIG_IGN);
+    const auto formerTerminate = std::signal(SIGTERM, own);
+    m_whileReading = [&] {
+        EXPECT_EQ(handlerOf(SIGHUP), SIG_IGN);
+        EXPECT_NE(handlerOf(SIGTERM), own) << "the partial file must go";
+    };
+
+    EXPECT_EQ(Run({"get", "/data/a.txt", m_directory}).status, 0);
+
+    EXPECT_EQ(handlerOf(SIGHUP), SIG_IGN);
+    EXPECT_EQ(handlerOf(SIGTERM), own);
+    std::signal(SIGHUP, formerHangUp);
+    std::signal(SIGTERM, formerTerminate);
 }
 
 TEST_F(FileCommands, GetLeavesNothingWhenTheLengthIsNotTheListedOne) {
