@@ -82,7 +82,7 @@ public:
         }
         const auto remote = DestinationOf(*files, m_remote, BaseName(m_local));
         if (!remote) {
-            return FailFile(context, FileAction::Write, remote.Error(), m_remote);
+            return FailFile(context, FileAction::List, remote.Error(), m_remote);
         }
         // The service empties the file before it has got more than the first chunk.
         if (S_ISREG(status.st_mode) && IsLocalFile(*remote, status)) {
@@ -100,7 +100,7 @@ public:
         const auto bytes = Put(context, *files, input.Number(), *remote, total);
         if (!bytes) {
             return bytes.Error().kind == Mdp::ErrorKind::Local
-                       ? localError(bytes.Error().systemError)
+                       ? context.Fail(bytes.Error(), m_local)
                        : FailFile(context, FileAction::Write, bytes.Error(), *remote);
         }
         if (total && *bytes != *total) {
@@ -131,7 +131,8 @@ private:
                     got = read(input, room.data(), room.size());
                 } while (got < 0 && errno == EINTR);
                 if (got < 0) {
-                    return Mdp::Error{Mdp::ErrorKind::Local, 0, errno, ""};
+                    return Mdp::Error{Mdp::ErrorKind::Local, 0, errno,
+                                      "it was not read to its end, and the file on the machine may be there in part"};
                 }
                 progress.Add(static_cast<std::uint64_t>(got));
                 return static_cast<std::size_t>(got);

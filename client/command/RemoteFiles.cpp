@@ -195,6 +195,10 @@ int FailFile(const Context& context, FileAction action, const Mdp::Error& error,
         const char* advice = AdviceFor(action, error.code);
         told.detail = advice != nullptr ? advice : "";
     }
+    if (action == FileAction::Write) {
+        told.detail += told.detail.empty() ? "" : "; ";
+        told.detail += "the file on the machine may be there in part";
+    }
     const int status = context.Fail(told, subject);
     return error.kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0 ? ExitRunning : status;
 }

@@ -411,6 +411,9 @@ protected:
         }
         if (index == 0xB022) {
             m_whileWriting();
+            if (m_putResult) {
+                return *m_putResult;
+            }
             const bool last = request[12] != 0;
             return {1, Number(last ? 0 : 7, 4)};
         }
@@ -450,6 +453,7 @@ protected:
     std::string m_content = "hello";
     std::uint64_t m_listedSize = 5;
     FakeResponse m_result{1, {0, 0, 0, 0}};
+    std::optional<FakeResponse> m_putResult;
     std::function<void()> m_whileReading = [] {};
     std::function<void()> m_whileWriting = [] {};
 };
@@ -602,6 +606,20 @@ TEST_F(FileCommands, PutOfAFileThatChangesMeanwhileEndsWithFour) {
 
     EXPECT_EQ(ran.status, 4) << ran.err;
     EXPECT_THAT(ran.err, HasSubstr("1048576 bytes were sent of 2097158 that the file had"));
+}
+
+TEST_F(FileCommands, PutThatFailsTellsThatAPartMayBeThere) {
+    std::ofstream(m_directory + "/in") << "hello";
+    m_putResult = {3, Hex("0100A6EC")};
+    const Ran refused = Run({"put", m_directory + "/in", "/data/a.txt"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.err, HasSubstr("may be there in part"));
+
+    m_putResult.reset();
+    const Ran unread = Run({"put", "/proc/self/mem", "/data/a.txt"});
+    EXPECT_EQ(unread.status, 4);
+    EXPECT_THAT(unread.err, HasSubstr("/proc/self/mem: it was not read to its end"));
+    EXPECT_THAT(unread.err, HasSubstr("Input/output error"));
 }
 
 TEST_F(FileCommands, PutOfAMissingFileEndsWithFour) {
