@@ -53,6 +53,9 @@ public:
                                                JoinPath(m_remote, "*") + "' names the files in a directory");
         }
         std::erase_if(*sources, [](const RemotePath& source) { return source.status.isDirectory; });
+        if (sources->empty()) {
+            return context.Fail(ExitUsage, m_remote + ": only directories and special files match");
+        }
         if (!single && m_local != "-" && !IsLocalDirectory(m_local)) {
             return context.Fail(ExitUsage, m_local + ": to get several files this must be a directory");
         }
@@ -98,9 +101,10 @@ private:
         }
         if (*bytes != source.status.size && !m_anyLength) {
             return Mdp::Error{Mdp::ErrorKind::Protocol, 0, 0,
-                              fmt::format("{} bytes arrived of {} that were listed, and nothing was kept; the file "
-                                          "changes, or another client disturbed: try again, or use --any-length",
-                                          *bytes, source.status.size)};
+                              fmt::format("{} bytes arrived of {} that were listed{}; the file changes, or another "
+                                          "client disturbed: try again, or use --any-length",
+                                          *bytes, source.status.size,
+                                          local.IsDirect() ? "" : ", and nothing was kept")};
         }
         if (const Mdp::Result<void> committed = local.Commit(); !committed) {
             return committed.Error();

@@ -22,6 +22,9 @@ public:
     // Closes the file and gives it its final name.
     Mdp::Result<void> Commit();
 
+    // What is written is there at once, and stays without Commit.
+    bool IsDirect() const { return m_partial.empty(); }
+
 private:
     Mdp::Error Failure() const;
 

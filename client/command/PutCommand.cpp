@@ -73,9 +73,6 @@ public:
         if (S_ISDIR(status.st_mode)) {
             return localError(EISDIR);
         }
-        if (m_local == "-" && m_remote.ends_with('/')) {
-            return context.Fail(ExitUsage, m_remote + ": the standard input has no name; write the name of a file");
-        }
         const auto files = FindFiles(context);
         if (!files) {
             return context.Fail(files.Error(), m_remote);
@@ -83,6 +80,11 @@ public:
         const auto remote = DestinationOf(*files, m_remote, BaseName(m_local));
         if (!remote) {
             return FailFile(context, FileAction::List, remote.Error(), m_remote);
+        }
+        if (m_local == "-" && *remote != m_remote) {
+            return context.Fail(ExitUsage, m_remote +
+                                               ": this is a directory, and the standard input has no name; write "
+                                               "the name of a file");
         }
         // The service empties the file before it has got more than the first chunk.
         if (S_ISREG(status.st_mode) && IsLocalFile(*remote, status)) {

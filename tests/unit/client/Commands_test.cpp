@@ -427,7 +427,7 @@ protected:
             return {1,
                     Number(0, 4) + Number(49, 4) + Number(0, 4) + Number(1, 4) + Number(0, 4) + Number(24, 4) + file};
         }
-        if (pattern == "/data" || pattern == "/sub") {
+        if (pattern == "/data" || pattern == "/sub" || pattern == "/s*") {
             return {1, Number(0, 4) + Number(35, 4) + Number(1, 4) + Number(0, 4) + Number(24, 4) + Number(0, 4) +
                            directory};
         }
@@ -553,9 +553,10 @@ TEST_F(FileCommands, GetLeavesNothingWhenTheLengthIsNotTheListedOne) {
     const Ran ran = Run({"get", "/data/a.txt", m_directory});
 
     EXPECT_EQ(ran.status, 3);
-    EXPECT_THAT(ran.err, HasSubstr("5 bytes arrived of 6"));
+    EXPECT_THAT(ran.err, HasSubstr("5 bytes arrived of 6 that were listed, and nothing was kept"));
     EXPECT_NE(access((m_directory + "/a.txt").c_str(), F_OK), 0);
     EXPECT_EQ(Run({"get", "/data/a.txt", m_directory, "--any-length"}).status, 0);
+    EXPECT_THAT(Run({"get", "/data/a.txt", "/dev/null"}).err, HasSubstr("5 bytes arrived of 6 that were listed; "));
 }
 
 TEST_F(FileCommands, GetOfADirectoryTellsHowToGetItsFiles) {
@@ -563,6 +564,21 @@ TEST_F(FileCommands, GetOfADirectoryTellsHowToGetItsFiles) {
 
     EXPECT_EQ(ran.status, 2);
     EXPECT_THAT(ran.err, HasSubstr("this is a directory or a special file; '/data/*' names the files in a directory"));
+}
+
+TEST_F(FileCommands, GetOfAPatternThatMatchesOnlyDirectoriesFails) {
+    const Ran ran = Run({"get", "/s*", m_directory});
+
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_EQ(ran.err, "mdp: /s*: only directories and special files match\n");
+}
+
+TEST_F(FileCommands, PutOfTheStandardInputNeedsTheNameOfAFile) {
+    for (const char* directory : {"/data", "/data/"}) {
+        const Ran ran = Run({"put", "-", directory});
+        EXPECT_EQ(ran.status, 2);
+        EXPECT_THAT(ran.err, HasSubstr("the standard input has no name"));
+    }
 }
 
 TEST_F(FileCommands, GetToAPlaceThatCannotBeWrittenEndsWithFour) {
