@@ -83,11 +83,13 @@ Mdp::Result<void> LocalFile::Open(const std::string& path) {
 
     struct stat status {};
 
-    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    const bool exists = stat(path.c_str(), &status) == 0;
+    if (exists && !S_ISREG(status.st_mode)) {
         m_descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
         m_owned = m_descriptor >= 0;
         return m_descriptor >= 0 ? Mdp::Result<void>() : Failure();
     }
+    m_mode = exists ? status.st_mode & 0777 : 0666 & ~UserMask();
     const std::size_t name = path.rfind('/') + 1;
     std::string pattern = path.substr(0, name) + "." + path.substr(name, 200) + ".XXXXXX";
     m_descriptor = mkstemp(pattern.data());
@@ -119,7 +121,7 @@ Mdp::Result<void> LocalFile::Commit() {
     if (!m_owned) {
         return {};
     }
-    if (!m_partial.empty() && fchmod(m_descriptor, 0666 & ~UserMask()) != 0) {
+    if (!m_partial.empty() && fchmod(m_descriptor, m_mode) != 0) {
         return Failure();
     }
     m_owned = false;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 #include "mdp/Client.h"
@@ -8,7 +10,8 @@ namespace MdpCommand {
 
 // A file of this side that is being written. Until Commit it has a name of its own beside the final one, so that the
 // final name never stands for a part; without Commit nothing is left, also when a signal ends the program. Something
-// that exists and is not a regular file, such as a device, is written to directly. One at a time in a process.
+// that exists and is not a regular file, such as a device, is written to directly; a regular one leaves its mode. One
+// at a time in a process.
 class LocalFile {
 public:
     LocalFile() = default;
@@ -30,6 +33,7 @@ private:
 
     std::string m_path;
     std::string m_partial; // empty where the file is written directly
+    mode_t m_mode = 0;     // of the file under its final name
     int m_descriptor = -1;
     bool m_owned = false; // the descriptor is to be closed
 };

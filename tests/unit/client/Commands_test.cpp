@@ -525,6 +525,19 @@ TEST_F(FileCommands, GetPutsTheFileUnderItsFinalName) {
     EXPECT_EQ(LocalContent(), "hello");
 }
 
+TEST_F(FileCommands, GetKeepsTheModeOfAFileThatIsThere) {
+    const std::string file = m_directory + "/a.txt";
+    const auto modeOf = [&] { return std::filesystem::status(file).permissions(); };
+    const mode_t mask = umask(027);
+    EXPECT_EQ(Run({"get", "/data/a.txt", file}).status, 0);
+    EXPECT_EQ(modeOf(), std::filesystem::perms{0640}) << "a new one has that of the user";
+    umask(mask);
+
+    ASSERT_EQ(chmod(file.c_str(), 0600), 0);
+    EXPECT_EQ(Run({"get", "/data/a.txt", file}).status, 0);
+    EXPECT_EQ(modeOf(), std::filesystem::perms{0600});
+}
+
 TEST_F(FileCommands, GetKeepsIgnoredSignalsIgnoredAndPutsTheOthersBack) {
     const auto handlerOf = [](int signal) {
         struct sigaction action {};
