@@ -41,15 +41,21 @@ using ChunkSink = std::function<Result<void>(ByteView)>;
 using ChunkSource = std::function<Result<std::size_t>(std::span<std::uint8_t>)>;
 
 /// The files of the machine, through the service and with its rights. Paths are those of the machine; the service takes
-/// a backslash for a slash. The service keeps one file open for reading and one for writing: a second transfer of the
-/// same kind, by whomever, ends the first, whose error then is OBJ_E_INVALIDARG.
+/// a backslash for a slash, and a relative path from the directory in which it runs, as a daemon the root.
+///
+/// The service keeps one file open for reading and one for writing, and each service object keeps one response, for all
+/// clients. A second transfer of the same kind ends the first, whose error then is OBJ_E_INVALIDARG if it notices: an
+/// answer does not tell whose it is, so that a call may also give what was meant for another client's, without an
+/// error. Clients that may meet have to keep apart. The mdp command holds flock(2) with LOCK_EX while it moves a file:
+/// on the directory of the socket to read one, on the root directory to write one.
 class FileServices {
 public:
     /// Finds the module. Error kind Argument tells that the machine has none. The options hold for each single job.
     static Result<FileServices> Find(Client client, CallOptions options = {});
 
     /// What a shell pattern matches, such as "/etc/*.conf"; a path without wildcards matches itself. Nothing at all is
-    /// the error OBJ_E_OS_BASE + ENOENT. A name that begins with a dot needs a pattern that does, too.
+    /// the error OBJ_E_OS_BASE + ENOENT. A name that begins with a dot needs a pattern that does, too. A symbolic link
+    /// to nothing ends the listing: what comes behind it in the order of names is left out.
     Result<Listing> List(std::string_view pattern) const;
 
     /// What the path is; nothing if it does not exist.
@@ -62,11 +68,14 @@ public:
     /// there in part.
     Result<std::uint64_t> Write(std::string_view path, const ChunkSource& source) const;
 
-    /// Without overwrite an existing destination is the error OBJ_E_OS_BASE + EEXIST.
+    /// Without overwrite an existing destination is the error OBJ_E_OS_BASE + EEXIST. With it a copy empties the
+    /// destination first and a move deletes it, even if they then fail or the source is the same file, which is lost.
     Result<void> Copy(std::string_view source, std::string_view destination, bool overwrite) const;
     Result<void> Move(std::string_view source, std::string_view destination, bool overwrite) const;
 
-    /// Deletes a file or a directory, with its content if recursive.
+    /// Deletes a file or a directory, with its content if recursive. That follows symbolic links to directories and
+    /// empties those, and leaves names that begin with a dot and what a listing leaves out; the error is then
+    /// OBJ_E_FAILED.
     Result<void> Delete(std::string_view path, bool recursive) const;
 
     /// Makes a directory, with missing parents if asked for. One that exists is the error OBJ_E_OS_BASE + EEXIST.
