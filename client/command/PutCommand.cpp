@@ -64,10 +64,21 @@ public:
         const auto localError = [&](int number) {
             return context.Fail(Mdp::Error{Mdp::ErrorKind::Local, 0, number, ""}, m_local);
         };
+        if (input.Number() < 0) {
+            return localError(errno);
+        }
+        // In "mdp get A - | mdp put - B" only the put whose get has its turn takes one: two such pipes would otherwise
+        // wait for each other.
+        pollfd readable{input.Number(), POLLIN, 0};
+        poll(&readable, 1, -1);
+        TransferLock lock;
+        if (const Mdp::Result<void> turn = lock.WaitToPut(context); !turn) {
+            return context.Fail(turn.Error(), m_local);
+        }
 
         struct stat status {};
 
-        if (input.Number() < 0 || fstat(input.Number(), &status) != 0) {
+        if (fstat(input.Number(), &status) != 0) {
             return localError(errno);
         }
         if (S_ISDIR(status.st_mode)) {
@@ -89,14 +100,6 @@ public:
         // The service empties the file before it has got more than the first chunk.
         if (S_ISREG(status.st_mode) && IsLocalFile(*remote, status)) {
             return context.Fail(ExitUsage, m_local + ": this is the same file as " + *remote + " on the machine");
-        }
-        // In "mdp get A - | mdp put - B" only the put whose get has its turn takes one: two such pipes would otherwise
-        // wait for each other.
-        pollfd readable{input.Number(), POLLIN, 0};
-        poll(&readable, 1, -1);
-        TransferLock lock;
-        if (const Mdp::Result<void> turn = lock.WaitToPut(context); !turn) {
-            return context.Fail(turn.Error(), m_local);
         }
         const auto total = BytesLeft(input.Number(), status);
         const auto bytes = Put(context, *files, input.Number(), *remote, total);

@@ -587,6 +587,7 @@ TEST_F(FileCommands, GetOfAPatternThatMatchesOnlyDirectoriesFails) {
 }
 
 TEST_F(FileCommands, PutOfTheStandardInputNeedsTheNameOfAFile) {
+    ASSERT_NE(std::freopen("/dev/null", "r", stdin), nullptr);
     for (const char* directory : {"/data", "/data/"}) {
         const Ran ran = Run({"put", "-", directory});
         EXPECT_EQ(ran.status, 2);
@@ -702,6 +703,20 @@ TEST_F(FileCommands, PutWaitsForTheTurnOfAnotherPutAndNotOfAGet) {
         EXPECT_EQ(RequestsTo(0xB022), 0);
     }
     EXPECT_EQ(Run({"put", m_directory + "/in", "/data/a.txt", "--timeout", "30"}).status, 0);
+}
+
+TEST_F(FileCommands, PutTakesNoTurnBeforeItsInputIsThere) {
+    const std::string pipe = m_directory + "/in";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    auto put = std::async(std::launch::async, [&] { return Run({"put", pipe, "/data/a.txt"}); });
+    const int writer = open(pipe.c_str(), O_WRONLY); // once the other end is open
+    EXPECT_EQ(put.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+
+    { const Turn another("/"); }
+
+    EXPECT_EQ(write(writer, "hello", 5), 5);
+    close(writer);
+    EXPECT_EQ(put.get().status, 0);
 }
 
 TEST_F(FileCommands, CopyMoveDeleteAndMakeDirectorySendTheirRecords) {
