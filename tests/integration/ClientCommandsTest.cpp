@@ -204,6 +204,32 @@ TEST_F(ClientCommandsTest, TransfersAtTheSameTimeDoNotTakeEachOthersBytes) {
     EXPECT_EQ(outcome.output, "");
 }
 
+TEST_F(ClientCommandsTest, SpecialFilesAreToldOf) {
+    EXPECT_THAT(Mdp("get /dev/null -").output, HasSubstr("this is a directory or a special file"));
+    EXPECT_THAT(Mdp("put /etc/passwd /dev/null").output,
+                HasSubstr("its directory exists (mdp mkdir -p) and is no special"));
+    EXPECT_EQ(Mdp("put /etc/passwd /dev/null").status, 1);
+}
+
+// What the manual says of deletions, so that it stays true.
+TEST_F(ClientCommandsTest, ARecursiveDeletionFollowsLinksAndTellsWhatItMayHaveLeft) {
+    std::filesystem::create_directories("/tmp/files/tree");
+    std::filesystem::create_directories("/tmp/files/target");
+    std::ofstream("/tmp/files/target/file") << "x";
+    for (const char* name : {".dot", "a", "z"}) {
+        std::ofstream(std::string("/tmp/files/tree/") + name) << "x";
+    }
+    std::filesystem::create_directory_symlink("/tmp/files/target", "/tmp/files/tree/link");
+    std::filesystem::create_symlink("/none", "/tmp/files/tree/nothing");
+
+    const Outcome deleted = Mdp("rm -r /tmp/files/tree");
+
+    EXPECT_EQ(deleted.status, 1);
+    EXPECT_THAT(deleted.output, HasSubstr("not all of it was deleted"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/files/target/file"));
+    EXPECT_EQ(Shell("ls -A /tmp/files/tree").output, ".dot\nlink\nnothing\nz\n");
+}
+
 TEST_F(ClientCommandsTest, AFetchThatFailsLeavesNothingUnderTheFinalName) {
     const Outcome got = Mdp("get /proc/version /tmp/files/version");
 
