@@ -37,6 +37,15 @@ Outcome Mdp(const std::string& arguments) {
     return Shell(SYLVARIN_MDP " " + arguments);
 }
 
+// What bash with mdp's completion puts out when someone types this, with tabs and line ends.
+std::string Typed(const std::string& keys) {
+    const std::string directory = std::filesystem::path(SYLVARIN_MDP).parent_path();
+    std::ofstream("/tmp/typed", std::ios::binary) << keys;
+    return Shell("cd /tmp/files && PATH=" + directory +
+                 ":$PATH HISTFILE= bash --rcfile " SYLVARIN_COMPLETION " -i </tmp/typed 2>/dev/null")
+        .output;
+}
+
 std::string Content(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
@@ -92,6 +101,31 @@ TEST_F(ClientCommandsTest, TreeNamesWhatItShowsInBothLanguages) {
 TEST_F(ClientCommandsTest, CompletionOffersTheIndexesOfThisMachine) {
     EXPECT_THAT(Mdp("__complete -- read 0x10").output, StartsWith("0x1000\t"));
     EXPECT_THAT(Mdp("__complete -- read 0x1018:").output, HasSubstr("0x1018:4\t"));
+}
+
+TEST_F(ClientCommandsTest, BashCompletesNamesOfFilesToOneWordWhateverIsInThem) {
+    for (const std::string name : {"a;touch pwned", "a$(touch pwned)", "a`touch pwned`", "a'; touch pwned; '",
+                                   "a\"; touch pwned; \"", "a>pwned", "a&b!c#", "a*[b]?", "a:b c=d@e"}) {
+        std::ofstream("/tmp/files/" + name) << "";
+        for (const std::string begun : {"/tmp/files/a", "'/tmp/files/", "\"/tmp/files/", "/\"tmp\"/files/"}) {
+            EXPECT_EQ(Typed("mdp ls --names " + begun + "\t\n"), name + "\n") << begun;
+        }
+        ASSERT_TRUE(std::filesystem::remove("/tmp/files/" + name));
+        EXPECT_TRUE(std::filesystem::is_empty("/tmp/files")) << name << " was run";
+    }
+}
+
+TEST_F(ClientCommandsTest, BashGoesOnFromWhatIsTypedInQuotesOrEscaped) {
+    std::filesystem::create_directories("/tmp/files/my dir");
+    std::ofstream("/tmp/files/my dir/one file") << "";
+    std::ofstream("/tmp/files/my dir/other") << "";
+
+    EXPECT_EQ(Typed("mdp ls --names /tmp/files/m\ton\t\n"), "one file\n");
+    EXPECT_EQ(Typed("mdp ls --names /tmp/files/my\\ d\ton\t\n"), "one file\n");
+    EXPECT_EQ(Typed("mdp ls --names '/tmp/files/my d\ton\t\n"), "one file\n");
+    EXPECT_EQ(Typed("mdp ls --names \"/tmp/files/my dir/one\t\n"), "one file\n");
+    EXPECT_EQ(Typed("cd my\\ dir\nmdp put one\t /tmp/files/put\n"), "");
+    EXPECT_TRUE(std::filesystem::exists("/tmp/files/put")) << "names of this side are the shell's";
 }
 
 TEST_F(ClientCommandsTest, NetSetChangesAddressAndKeepsMaskAndGateway) {
