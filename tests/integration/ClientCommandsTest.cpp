@@ -274,6 +274,20 @@ TEST_F(ClientCommandsTest, AFetchThatFailsLeavesNothingUnderTheFinalName) {
     EXPECT_EQ(Content("/tmp/files/version"), Content("/proc/version"));
 }
 
+TEST_F(ClientCommandsTest, AClosedInputOrOutputIsAFailureAndNotTheSocket) {
+    // Of several chunks, so that a connection is open while one is put out.
+    std::ofstream("/tmp/files/a") << std::string(3U << 20, 'a');
+
+    const Outcome got = Shell(SYLVARIN_MDP " get /tmp/files/a - 2>&1 >&-");
+    const Outcome put = Shell(SYLVARIN_MDP " put - /tmp/files/b 2>&1 <&-");
+
+    EXPECT_EQ(got.status, 4);
+    EXPECT_THAT(got.output, HasSubstr("Bad file descriptor"));
+    EXPECT_EQ(put.status, 4);
+    EXPECT_THAT(put.output, HasSubstr("Bad file descriptor"));
+    EXPECT_EQ(Shell(SYLVARIN_MDP " read 9999 2>&-").status, 1);
+}
+
 TEST_F(ClientCommandsTest, WatchShowsThatTheHostNameChanges) {
     FILE* watch = popen(SYLVARIN_MDP " watch 1008 --period 0.05", "r");
     std::array<char, 256> line{};
