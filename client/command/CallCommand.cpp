@@ -1,10 +1,12 @@
 #include "Commands.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
+#include <ostream>
 
 #include <fmt/format.h>
 
@@ -14,6 +16,9 @@
 
 namespace MdpCommand {
 namespace {
+
+// Enough for every request, so that a file without an end does not take all memory.
+constexpr std::size_t s_largestRequest = 64U << 20;
 
 // What a job tells of its progress while it runs, on a terminal only, and rubbed out at its end.
 class ProgressLine {
@@ -56,7 +61,10 @@ public:
 
     int Run(const Context& context) override {
         const std::string subject = IndexText(m_address.index);
-        if (m_address.index < 0xB000 || m_address.index > 0xBFFF || m_address.subIndex) {
+        if (m_address.subIndex) {
+            return context.Fail(ExitUsage, "call takes an index without a sub-index: mdp call " + subject);
+        }
+        if (m_address.index < 0xB000 || m_address.index > 0xBFFF) {
             return context.Fail(ExitUsage, subject + " is not a service object: these are 0xB000 to 0xBFFF");
         }
         Mdp::Result<Mdp::Bytes> request = Request();
@@ -93,17 +101,26 @@ private:
         if (m_file.empty()) {
             return m_hex ? Mdp::FromHex(m_request) : Mdp::Bytes(m_request.begin(), m_request.end());
         }
-        std::ifstream file;
-        if (m_file != "-") {
-            file.open(m_file, std::ios::binary);
-            if (!file) {
-                return Mdp::Error{Mdp::ErrorKind::Local, 0, errno, m_file};
-            }
+        const int input = m_file == "-" ? STDIN_FILENO : open(m_file.c_str(), O_RDONLY | O_CLOEXEC);
+        if (input < 0) {
+            return Mdp::Error{Mdp::ErrorKind::Local, 0, errno, m_file};
         }
-        std::istream& in = m_file == "-" ? std::cin : file;
-        Mdp::Bytes bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-        if (in.bad()) {
-            return Mdp::Error{Mdp::ErrorKind::Local, 0, EIO, m_file};
+        Mdp::Bytes bytes;
+        std::array<std::uint8_t, 65536> piece{};
+        ssize_t got = 1;
+        while (got > 0 && bytes.size() <= s_largestRequest) {
+            got = read(input, piece.data(), piece.size());
+            bytes.insert(bytes.end(), piece.begin(), piece.begin() + std::max<ssize_t>(got, 0));
+        }
+        const int error = got < 0 ? errno : 0;
+        if (input != STDIN_FILENO) {
+            close(input);
+        }
+        if (error != 0) {
+            return Mdp::Error{Mdp::ErrorKind::Local, 0, error, m_file};
+        }
+        if (bytes.size() > s_largestRequest) {
+            return Mdp::Error{Mdp::ErrorKind::Local, 0, 0, m_file + ": a request has at most 64 MiB"};
         }
         return bytes;
     }

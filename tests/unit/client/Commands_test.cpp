@@ -263,6 +263,39 @@ TEST_F(Commands, CallOfAJobThatFailsTellsItsCodeAndEndsWithOne) {
     EXPECT_THAT(ran.err, HasSubstr("0xECAF0406"));
 }
 
+TEST_F(Commands, CallTakesItsRequestFromAFile) {
+    char path[] = "/tmp/mdp-request-XXXXXX";
+    const int file = mkstemp(path);
+    ASSERT_GE(file, 0);
+    ASSERT_EQ(write(file, "hello", 5), 5);
+    close(file);
+    m_machine.serve = [](std::uint16_t, const TestBytes&) { return FakeResponse{1, {}}; };
+
+    EXPECT_EQ(Run({"call", "b010", "--file", path}).status, 0);
+
+    EXPECT_EQ(m_machine.writes.back().data, Text("hello"));
+    unlink(path);
+}
+
+TEST_F(Commands, CallRefusesWhatIsNoFileOrHasNoEnd) {
+    const Ran directory = Run({"call", "b010", "--file", "/tmp"});
+    EXPECT_EQ(directory.status, 4);
+    EXPECT_EQ(directory.err, "mdp: 0xB010: /tmp: Is a directory\n");
+
+    const Ran endless = Run({"call", "b010", "--file", "/dev/zero"});
+    EXPECT_EQ(endless.status, 4);
+    EXPECT_EQ(endless.err, "mdp: 0xB010: /dev/zero: a request has at most 64 MiB\n");
+    EXPECT_TRUE(m_machine.writes.empty());
+}
+
+TEST_F(Commands, CallTakesNoSubIndex) {
+    const Ran ran = Run({"call", "B000:1"});
+
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_EQ(ran.err, "mdp: call takes an index without a sub-index: mdp call 0xB000\n");
+    EXPECT_EQ(Run({"call", "8000"}).err, "mdp: 0x8000 is not a service object: these are 0xB000 to 0xBFFF\n");
+}
+
 TEST_F(Commands, CallEndsWithFiveWhenTheJobOutlivesItsTime) {
     m_machine.serve = [](std::uint16_t, const TestBytes&) { return FakeResponse{255, {}}; };
 
