@@ -54,6 +54,13 @@ std::optional<std::uint32_t> ParseIPv4(const std::string& text) {
     return ntohl(address.s_addr);
 }
 
+// rc.conf sets variables of the shell, and the adapter's name is a part of theirs.
+bool CanHaveSettings(const std::string& adapter) {
+    return std::all_of(adapter.begin(), adapter.end(), [](char c) {
+        return c == '_' || (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    });
+}
+
 // Ones followed only by zeros, with at least one of them.
 bool IsMask(const std::string& text) {
     const auto mask = ParseIPv4(text);
@@ -154,6 +161,10 @@ public:
             }
             return context.Fail(ExitUsage, "there is no adapter " + m_adapter + "; there are: " + names);
         }
+        if ((!m_address.empty() || m_dhcp) && !CanHaveSettings(m_adapter)) {
+            return context.Fail(ExitUsage, m_adapter + ": rc.conf holds no address for an adapter whose name has other "
+                                                       "characters than letters, digits and _");
+        }
         return Set(context, *found);
     }
 
@@ -247,7 +258,9 @@ private:
         const std::string gateway = m_gateway == "none" ? s_noAddress : m_gateway;
         if (!m_address.empty()) {
             if (const Mdp::Result<void> set = SetAddress(context, module, gateway); !set) {
-                return context.Fail(set.Error(), module.name);
+                const int status = context.Fail(set.Error(), module.name);
+                const bool goesOn = set.Error().kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0;
+                return goesOn ? ExitRunning : status;
             }
         } else {
             if (m_dhcp) {
@@ -270,7 +283,7 @@ private:
             context.Print({{"name", TextJson(module.name)}, {"index", IndexText(module.index)}, {"accepted", true}});
         } else {
             context.streams.out << PrintableText(module.name)
-                                << ": the settings are stored; the machine applies them in the background\n";
+                                << ": accepted; the machine stores what changes and applies it in the background\n";
         }
         return ExitOk;
     }

@@ -410,6 +410,30 @@ TEST_F(NetCommands, WrongSettingsAreRefusedBeforeAnythingIsWritten) {
     EXPECT_TRUE(m_machine.writes.empty());
 }
 
+TEST_F(NetCommands, AcceptedIsNotMoreThanTheServiceTells) {
+    EXPECT_EQ(Run({"net", "set", "em0", "--gateway", "192.168.10.1"}).out,
+              "em0: accepted; the machine stores what changes and applies it in the background\n");
+}
+
+TEST_F(NetCommands, AddressOfAnAdapterWhoseNameRcConfCannotHoldIsRefused) {
+    m_machine.AddModule(1, 2, "Nic", "eth0.100");
+    m_machine.objects[0x8011] = m_machine.objects[0x8001];
+
+    const Ran ran = Run({"net", "set", "eth0.100", "--address", "10.0.0.9"});
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_EQ(ran.err, "mdp: eth0.100: rc.conf holds no address for an adapter whose name has other characters than "
+                       "letters, digits and _\n");
+    EXPECT_EQ(Run({"net", "set", "eth0.100", "--dhcp"}).status, 2);
+    EXPECT_TRUE(m_machine.writes.empty());
+    EXPECT_EQ(Run({"net", "set", "eth0.100", "--dns", "9.9.9.9"}).status, 0) << "the machine's, not the adapter's";
+}
+
+TEST_F(NetCommands, AddressThatIsStillBeingSetEndsWithFive) {
+    m_machine.serve = [](std::uint16_t, const TestBytes&) { return FakeResponse{255, {}}; };
+
+    EXPECT_EQ(Run({"net", "set", "em0", "--address", "10.0.0.9", "--timeout", "0.05"}).status, 5);
+}
+
 TEST_F(NetCommands, UnknownAdapterIsToldTogetherWithTheOnesThereAre) {
     const Ran ran = Run({"net", "set", "em7", "--dhcp"});
 
