@@ -153,7 +153,7 @@ int Context::Fail(ExitStatus status, const std::string& message) const {
 
 void Context::Print(const Json& told) const {
     // All texts were made well-formed before; "replace" only keeps a slip from being an exception.
-    streams.out << told.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+    streams.out << told.dump(isStream ? -1 : 2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
 Program::Program() : app("Reads and changes a machine through its object dictionary", "mdp") {

@@ -43,6 +43,7 @@ struct Context {
     bool json = false;
     std::uint32_t language = Mdp::LanguageDefault;
     Mdp::Milliseconds jobTimeout{0}; // 0 waits for ever
+    bool isStream = false;           // JSON is one object a line
 
     // Tells a failure, on the error stream or, with --json, as an object on the output, and gives the status to end
     // with. The subject, which may be empty, is what the failure is about.

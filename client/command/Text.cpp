@@ -70,6 +70,16 @@ CLI::Option* AddAddress(CLI::App& app, const std::string& name, Address& address
         description);
 }
 
+CLI::Validator NumberIn(double low, double high) {
+    const std::string range = fmt::format("from {} to {}", low, high);
+    return {[=](std::string& text) {
+                double number = 0;
+                const bool isIn = CLI::detail::lexical_cast(text, number) && number >= low && number <= high;
+                return isIn ? std::string() : text + " is not a number " + range;
+            },
+            range};
+}
+
 std::string IndexText(std::uint16_t index) {
     return fmt::format("0x{:04X}", index);
 }

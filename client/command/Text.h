@@ -28,6 +28,9 @@ std::optional<Address> ParseAddress(std::string_view text);
 // An option or positional that takes an address; a wrong one is a usage error that shows the form.
 CLI::Option* AddAddress(CLI::App& app, const std::string& name, Address& address, const std::string& description);
 
+// A number within the limits, which CLI::Range would take "nan" for.
+CLI::Validator NumberIn(double low, double high);
+
 // "0x8011" and "0x8011:2".
 std::string IndexText(std::uint16_t index);
 std::string EntryText(std::uint16_t index, std::uint8_t subIndex);

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include <algorithm>
 #include <map>
 #include <ostream>
 #include <thread>
@@ -27,12 +28,14 @@ public:
     void AddOptions(CLI::App& app) override {
         app.add_option("INDEX[:SUB]", m_words, "what to watch; without SUB all entries of the object")->required();
         app.add_option("--period", m_period, "seconds between two looks")
-            ->check(CLI::Range(0.01, 86400.0))
+            ->check(NumberIn(0.01, 86400.0))
             ->capture_default_str();
-        app.add_option("--count", m_count, "end after so many looks; 0 goes on for ever")->capture_default_str();
+        app.add_option("--count", m_count, "end after so many looks; for ever if not given")->check(NumberIn(1, 1e9));
     }
 
-    int Run(const Context& context) override {
+    int Run(const Context& given) override {
+        Context context = given;
+        context.isStream = true;
         std::vector<EntryView> entries;
         for (const std::string& word : m_words) {
             const auto address = ParseAddress(word);
@@ -54,7 +57,9 @@ public:
             if (round == m_count || !context.streams.out.flush()) {
                 return ExitOk;
             }
-            next += std::chrono::milliseconds(static_cast<long long>(m_period * 1000));
+            // What was missed while the program was stopped is not made up for.
+            next = std::max(next + std::chrono::milliseconds(static_cast<long long>(m_period * 1000)),
+                            std::chrono::steady_clock::now());
             std::this_thread::sleep_until(next);
         }
     }
@@ -110,8 +115,8 @@ private:
         if (context.json) {
             Json json{{"time", TimeOfDay()}, {"index", IndexText(entry.description.index)}};
             json.update(EntryJson(entry));
-            // One object a line, for programs that read along.
-            context.streams.out << json.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+            context.Print(json);
+            context.streams.out.flush();
         } else {
             context.streams.out << TimeOfDay() << "  " << EntryText(entry.description.index, entry.description.subIndex)
                                 << "  " << PrintableText(entry.description.name) << "  " << ValueText(entry)
@@ -122,7 +127,7 @@ private:
 
     std::vector<std::string> m_words;
     double m_period = 1;
-    std::uint64_t m_count = 0;
+    std::uint64_t m_count = 0; // 0 goes on for ever
 };
 
 } // namespace

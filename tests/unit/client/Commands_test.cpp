@@ -1,5 +1,6 @@
 #include "Command.h"
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -7,6 +8,9 @@
 #include <future>
 #include <map>
 #include <sstream>
+#include <stdexcept>
+#include <streambuf>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -325,6 +329,38 @@ TEST_F(Commands, WatchShowsAValueOnlyWhenItChanges) {
     }
     EXPECT_THAT(values, ElementsAre(-5, 7));
     EXPECT_EQ(reads, 4);
+}
+
+TEST_F(Commands, WatchDoesNotMakeUpForWhatItMissed) {
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point stopped;
+    Clock::time_point last;
+    int reads = 0;
+    FakeService service([&](const TestBytes& frame) {
+        if (frame[24] == 0) {
+            last = Clock::now();
+            if (++reads == 2) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(500));
+                stopped = Clock::now();
+            }
+        }
+        return m_machine.Answer(frame);
+    });
+
+    const Ran ran = RunWords({"--socket", service.Path(), "watch", "0x8011:1", "--period", "0.05", "--count", "6"});
+
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    EXPECT_EQ(reads, 6);
+    // One look at once, and three more a period apart.
+    EXPECT_GE(last - stopped, std::chrono::milliseconds(3 * 50));
+}
+
+TEST_F(Commands, WatchTellsItsFailureInOneLineOfJson) {
+    const Ran ran = Run({"watch", "0x9999", "--json"});
+
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_THAT(ran.out, testing::StartsWith("{\"error\":{"));
+    EXPECT_EQ(ran.out.find('\n'), ran.out.size() - 1);
 }
 
 TEST_F(Commands, CompletionOffersCommandsIndexesEntriesAndOptions) {
