@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <new>
 #include <ostream>
 
 #include <fmt/format.h>
@@ -39,7 +40,7 @@ number in decimal digits.
 
 Exit status: 0 done; 1 the service answered with an error code; 2 the command line
 cannot be used; 3 the service cannot be reached, or gave no answer; 4 a file on this
-side could not be read or written; 5 the job still runs after --timeout.)";
+side could not be read or written; 5 the time of --timeout is over, and the job may go on.)";
 
 const char* KindName(Mdp::ErrorKind kind) {
     switch (kind) {
@@ -76,8 +77,11 @@ ExitStatus StatusOf(Mdp::ErrorKind kind) {
     }
 }
 
-// What a user can do about a failure to reach the service.
+// What a user can do about a failure to reach the service, and what no answer means.
 const char* Advice(const Mdp::Error& error) {
+    if (error.kind == Mdp::ErrorKind::Timeout) {
+        return "; what was asked for may still be done";
+    }
     if (error.kind != Mdp::ErrorKind::Connect) {
         return "";
     }
@@ -102,17 +106,76 @@ std::uint32_t ParseLanguage(const std::string& text) {
     return static_cast<std::uint32_t>(*number);
 }
 
-// CLI11 would take a negative number for an option: behind "--" it cannot.
-void ProtectNegativeNumbers(std::vector<std::string>& arguments) {
-    if (arguments.empty()) {
-        return;
+bool IsNegativeNumber(const std::string& word) {
+    return word.size() > 1 && word[0] == '-' && (word[1] == '.' || (word[1] >= '0' && word[1] <= '9'));
+}
+
+// CLI11 could take the negative value of a write for an option: behind "--" it cannot.
+void ProtectNegativeValue(const Program& program, std::vector<std::string>& arguments) {
+    bool isWrite = false;
+    bool isValue = false; // of the option in front
+    for (auto word = arguments.begin(); word != arguments.end(); ++word) {
+        if (isValue) {
+            isValue = false;
+        } else if (!word->starts_with('-')) {
+            isWrite = isWrite || *word == "write";
+            if (!isWrite) {
+                return;
+            }
+        } else if (*word == "--") {
+            return;
+        } else if (isWrite && word + 1 == arguments.end() && IsNegativeNumber(*word)) {
+            arguments.insert(word, "--");
+            return;
+        } else {
+            const CLI::Option* option = program.FindOption(nullptr, *word);
+            isValue = option != nullptr && option->get_items_expected() > 0;
+        }
     }
-    const std::string& last = arguments.back();
-    const bool negative = last.size() > 1 && last[0] == '-' && (last[1] == '.' || (last[1] >= '0' && last[1] <= '9'));
-    const bool protectedAlready = std::find(arguments.begin(), arguments.end(), "--") != arguments.end();
-    if (negative && !protectedAlready) {
-        arguments.insert(arguments.end() - 1, "--");
+}
+
+std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_name() != "RequiredError" || !app.get_subcommands().empty()) {
+        return error.what();
     }
+    const std::vector<std::string> unknown = app.remaining();
+    if (unknown.empty()) {
+        return "there is no command; mdp --help lists them";
+    }
+    return (unknown[0].starts_with('-') ? "there is no option " : "there is no command ") + unknown[0] +
+           "; mdp --help lists them";
+}
+
+int RunWords(std::vector<std::string> arguments, Streams streams) {
+    if (arguments.size() > 1 && arguments[0] == s_completeWord && arguments[1] == "--") {
+        return RunCompletion({arguments.begin() + 2, arguments.end()}, streams);
+    }
+    Program program;
+    const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+    std::uint32_t language = Mdp::LanguageDefault;
+    try {
+        ProtectNegativeValue(program, arguments);
+        std::reverse(arguments.begin(), arguments.end());
+        program.app.parse(arguments);
+        language = ParseLanguage(program.language);
+    } catch (const CLI::Success& asked) {
+        (void)program.app.exit(asked, streams.out, streams.err);
+        return ExitOk;
+    } catch (const CLI::ParseError& error) {
+        const Context context{Mdp::Client(program.client), streams, json};
+        return context.Fail(ExitUsage, UsageText(program.app, error));
+    }
+    const Mdp::Milliseconds timeout(static_cast<long long>(program.timeout * 1000));
+    if (timeout.count() > 0) {
+        program.client.timeout = timeout;
+    }
+    const int status = program.Chosen().Run({Mdp::Client(program.client), streams, program.json, language, timeout});
+    streams.out.flush();
+    if (!streams.out && status == ExitOk) {
+        streams.err << "mdp: the output could not be written\n";
+        return ExitLocal;
+    }
+    return status;
 }
 
 } // namespace
@@ -160,11 +223,12 @@ Program::Program() : app("Reads and changes a machine through its object diction
     app.footer(s_footer);
     app.require_subcommand(1);
     app.fallthrough();
+    app.set_version_flag("--version", "mdp " MDP_VERSION, "show the version");
     app.add_option("--socket", client.socketPath, "the socket of the service")->capture_default_str();
     app.add_flag("--json", json, "print JSON");
     app.add_option("--lang", language, "language of names: en, de or a language identifier (LCID)");
     app.add_option("--timeout", timeout, "seconds to wait for an answer (30 if not given) or a job (no limit)")
-        ->check(CLI::Range(0.001, 1e9));
+        ->check(NumberIn(0.001, 1e9));
     for (const CommandRow& row : s_commands) {
         CLI::App* sub = app.add_subcommand(row.name, row.summary);
         sub->footer("All commands take --socket PATH, --json, --lang LANGUAGE and --timeout SECONDS.");
@@ -178,31 +242,29 @@ Command& Program::Chosen() const {
     return *commands.at(app.get_subcommands().front());
 }
 
+const CLI::Option* Program::FindOption(const CLI::App* sub, const std::string& word) const {
+    for (const CLI::App* owner : {sub, &app}) {
+        if (owner == nullptr) {
+            continue;
+        }
+        for (const CLI::Option* option : owner->get_options()) {
+            if (option->check_name(word)) {
+                return option;
+            }
+        }
+    }
+    return nullptr;
+}
+
 int RunMdp(std::vector<std::string> arguments, Streams streams) {
-    if (arguments.size() > 1 && arguments[0] == s_completeWord && arguments[1] == "--") {
-        return RunCompletion({arguments.begin() + 2, arguments.end()}, streams);
-    }
-    Program program;
-    std::uint32_t language = Mdp::LanguageDefault;
     try {
-        ProtectNegativeNumbers(arguments);
-        std::reverse(arguments.begin(), arguments.end());
-        program.app.parse(arguments);
-        language = ParseLanguage(program.language);
-    } catch (const CLI::ParseError& error) {
-        return program.app.exit(error, streams.out, streams.err) == 0 ? ExitOk : ExitUsage;
+        return RunWords(std::move(arguments), streams);
+    } catch (const std::bad_alloc&) {
+        streams.err << "mdp: there is not enough memory\n";
+    } catch (const std::exception& error) {
+        streams.err << "mdp: " << PrintableText(error.what()) << '\n';
     }
-    const Mdp::Milliseconds timeout(static_cast<long long>(program.timeout * 1000));
-    if (timeout.count() > 0) {
-        program.client.timeout = timeout;
-    }
-    const int status = program.Chosen().Run({Mdp::Client(program.client), streams, program.json, language, timeout});
-    streams.out.flush();
-    if (!streams.out && status == ExitOk) {
-        streams.err << "mdp: the output could not be written\n";
-        return ExitLocal;
-    }
-    return status;
+    return ExitLocal;
 }
 
 } // namespace MdpCommand

@@ -12,21 +12,6 @@ namespace {
 // A shell that asks must not hang.
 constexpr Mdp::Milliseconds s_patience{2000};
 
-// The option that a word names, of the command or of all commands.
-const CLI::Option* FindOption(const CLI::App* sub, const CLI::App& app, const std::string& word) {
-    for (const CLI::App* owner : {sub, &app}) {
-        if (owner == nullptr) {
-            continue;
-        }
-        for (const CLI::Option* option : owner->get_options()) {
-            if (option->check_name(word)) {
-                return option;
-            }
-        }
-    }
-    return nullptr;
-}
-
 void AddOptions(std::vector<Candidate>& candidates, const CLI::App* app) {
     if (app == nullptr) {
         return;
@@ -85,7 +70,7 @@ int RunCompletion(const std::vector<std::string>& words, Streams streams) {
             }
             valueOf = nullptr;
         } else if (word.starts_with('-')) {
-            const CLI::Option* option = FindOption(sub, program.app, word);
+            const CLI::Option* option = program.FindOption(sub, word);
             valueOf = option != nullptr && option->get_items_expected() > 0 ? option : nullptr;
         } else if (sub == nullptr) {
             const auto found = std::find_if(program.commands.begin(), program.commands.end(),

@@ -13,6 +13,9 @@ struct Program {
     // The command whose words app.parse has taken.
     Command& Chosen() const;
 
+    // The option that a word names, of the command, if there is one, or of all commands.
+    const CLI::Option* FindOption(const CLI::App* sub, const std::string& word) const;
+
     CLI::App app;
     Mdp::ClientOptions client;
     bool json = false;

@@ -193,6 +193,74 @@ TEST_F(Commands, WrongCommandLinesEndWithTwo) {
     }
 }
 
+TEST_F(Commands, WrongCommandLinesAreOneLineOrJson) {
+    EXPECT_EQ(Run({"foo"}).err, "mdp: there is no command foo; mdp --help lists them\n");
+    EXPECT_EQ(Run({"--foo"}).err, "mdp: there is no option --foo; mdp --help lists them\n");
+    EXPECT_EQ(Run({}).err, "mdp: there is no command; mdp --help lists them\n");
+    EXPECT_EQ(Run({"modules", "--lang", "xx"}).err,
+              "mdp: --lang: \"xx\" is not en, de or a language identifier such as 1033\n");
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"--json"},
+                                                  {"--json", "foo"},
+                                                  {"--json", "read", "xyz"},
+                                                  {"read", "--json"},
+                                                  {"modules", "--lang", "xx", "--json"}}) {
+        const Ran ran = Run(words);
+        EXPECT_EQ(ran.status, 2);
+        EXPECT_EQ(ran.err, "");
+        EXPECT_EQ(MdpCommand::Json::parse(ran.out)["error"]["kind"], "usage") << ran.out;
+    }
+}
+
+TEST_F(Commands, OnlyTheValueOfAWriteMayBeANegativeNumber) {
+    EXPECT_THAT(Run({"watch", "1008", "--count", "-1"}).err, HasSubstr("--count: -1 is not a number from 1"));
+    EXPECT_THAT(Run({"modules", "--timeout", "-1"}).err, HasSubstr("--timeout: -1 is not a number from 0.001"));
+    EXPECT_THAT(Run({"write", "8011:1", "5", "--timeout", "-1"}).err, HasSubstr("--timeout: -1 is not a number"));
+    EXPECT_EQ(Run({"write", "1008", "--", "-foo"}).status, 0);
+    EXPECT_EQ(Run({"write", "1008", "--timeout", "5", "-.5"}).status, 0);
+
+    EXPECT_THAT(m_machine.writes, ElementsAre(FakeDictionary::Written{0x1008, 0, Text("-foo")},
+                                              FakeDictionary::Written{0x1008, 0, Text("-.5")}));
+}
+
+TEST_F(Commands, WhatIsNoNumberInRangeIsNoTime) {
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"modules", "--timeout", "nan"},
+                                                  {"modules", "--timeout", "inf"},
+                                                  {"watch", "1008", "--count", "1", "--period", "nan"},
+                                                  {"watch", "1008", "--count", "1", "--period", "inf"},
+                                                  {"watch", "1008", "--count", "0"}}) {
+        EXPECT_EQ(Run(words).status, 2) << testing::PrintToString(words);
+    }
+}
+
+TEST_F(Commands, MissingAnswerTellsThatItMayStillBeDone) {
+    FakeService service(std::vector<FakeReply>{{{}, true}});
+
+    const Ran ran = RunWords({"--socket", service.Path(), "read", "1008:0", "--timeout", "0.05"});
+
+    EXPECT_EQ(ran.status, 3);
+    EXPECT_EQ(ran.err, "mdp: 0x1008:0: the service did not answer in time; what was asked for may still be done\n");
+}
+
+TEST_F(Commands, VersionIsShown) {
+    const Ran ran = Run({"--version"});
+
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_THAT(ran.out, testing::MatchesRegex("mdp [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+TEST_F(Commands, ExceptionIsAFailureInOneLine) {
+    struct : std::streambuf {
+        int_type overflow(int_type /*character*/) override { throw std::runtime_error("no way out"); }
+    } buffer;
+
+    std::ostream out(&buffer);
+    out.exceptions(std::ios::badbit);
+    std::ostringstream err;
+
+    EXPECT_EQ(MdpCommand::RunMdp({"--socket", m_service.Path(), "modules"}, {out, err}), 4);
+    EXPECT_EQ(err.str(), "mdp: no way out\n");
+}
+
 TEST_F(Commands, HelpEndsWithZeroAndTellsTheExitStatuses) {
     const Ran ran = Run({"--help"});
 
@@ -559,6 +627,7 @@ TEST_F(FileCommands, ListShowsTheContentOfADirectory) {
                        "   -  sub/\n"
                        "   5  a.txt\n");
     EXPECT_EQ(Run({"ls", "/data/*", "--names"}).out, "sub\na.txt\n");
+    EXPECT_EQ(Run({"ls", "/data/*", "-1"}).out, "sub\na.txt\n");
 }
 
 TEST_F(FileCommands, ListOfAnEmptyDirectoryIsEmptyAndOfNothingAnErrorThatHelps) {
