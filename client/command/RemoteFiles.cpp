@@ -1,5 +1,8 @@
 #include "RemoteFiles.h"
 
+#include <fnmatch.h>
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
@@ -151,6 +154,14 @@ Mdp::Result<std::vector<RemotePath>> ExpandRemote(const Mdp::FileServices& files
     }
     for (const Mdp::RemoteFile& file : listing->files) {
         found.push_back({directory + file.name, {false, file.size}});
+    }
+    // An answer does not tell whose it is, and what is found may be deleted or overwritten.
+    const auto matches = [&](const RemotePath& match) {
+        return fnmatch(path.c_str() + directory.size(), match.path.c_str() + directory.size(),
+                       FNM_NOESCAPE | FNM_PERIOD) == 0;
+    };
+    if (!std::all_of(found.begin(), found.end(), matches)) {
+        return Mdp::Error{Mdp::ErrorKind::Protocol, 0, 0, "another client disturbed: try again"};
     }
     return found;
 }

@@ -592,7 +592,7 @@ protected:
             return {1, Number(0, 4) + Number(35, 4) + Number(1, 4) + Number(0, 4) + Number(24, 4) + Number(0, 4) +
                            directory};
         }
-        if (pattern == "/data/*") {
+        if (pattern == "/data/*" || pattern == "/data/*.log") {
             return {1, Number(0, 4) + Number(60, 4) + Number(1, 4) + Number(1, 4) + Number(24, 4) + Number(35, 4) +
                            directory + file};
         }
@@ -900,6 +900,16 @@ TEST_F(FileCommands, FailuresTellWhatToDo) {
     m_result = {3, Hex("0100A6EC")};
     EXPECT_THAT(Run({"rm", "/sub"}).err, HasSubstr("use -r"));
     EXPECT_THAT(Run({"rm", "-r", "/sub"}).err, AllOf(HasSubstr("begins with a dot"), Not(HasSubstr("use -r"))));
+}
+
+TEST_F(FileCommands, NothingIsDoneToNamesThatThePatternDoesNotMatch) {
+    for (const std::vector<std::string>& line :
+         {std::vector<std::string>{"rm", "-r", "/data/*.log"}, {"mv", "/data/*.log", "/sub"}}) {
+        const Ran ran = Run(line);
+        EXPECT_EQ(ran.status, 3);
+        EXPECT_THAT(ran.err, HasSubstr("another client disturbed: try again"));
+    }
+    EXPECT_EQ(RequestsTo(0xB023) + RequestsTo(0xB024), 0);
 }
 
 TEST_F(FileCommands, RootIsNotDeletedAndAFileNotMovedOntoItself) {
