@@ -16,3 +16,9 @@ die() {
     warn "$2"
     exit "$1"
 }
+
+# take_lock NAME: waits for its turn, which lasts as long as descriptor 9 is open. The service runs programs from threads
+# that do not wait for each other.
+take_lock() {
+    [ ! -w /run ] || { exec 9>"/run/$1.lock" && flock 9; }
+}

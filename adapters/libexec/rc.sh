@@ -29,12 +29,6 @@ rc_err() {
     exit "$1"
 }
 
-# lock_network: the service changes adapters and routes from threads that do not wait for each other. Taken before the
-# settings are read: those from before the wait may be old.
-lock_network() {
-    [ ! -w /run ] || { exec 9>/run/netif.lock && flock 9; }
-}
-
 # load_rc_config: the settings, as variables of this shell.
 load_rc_config() {
     # shellcheck source=adapters/etc/defaults/rc.conf
