@@ -261,13 +261,17 @@ Result<std::uint64_t> FileServices::Write(std::string_view path, const ChunkSour
     Bytes buffer;
     Ahead request;
     Result<std::size_t> filled = Fill(chunk, source);
+    const auto isLast = [&] { return *filled < chunk.size(); };
+    const auto makeHead = [&] {
+        const std::string_view named = handle == 0 ? path : std::string_view();
+        return MakeRecord({named.size(), handle, *filled, isLast() ? 1U : 0U}, {named});
+    };
     for (;;) {
         if (!filled) {
             return giveUp(filled.Error());
         }
-        const std::string_view named = handle == 0 ? path : std::string_view();
-        const bool last = *filled < chunk.size();
-        const Bytes head = MakeRecord({named.size(), handle, *filled, last ? 1U : 0U}, {named});
+        const bool last = isLast();
+        const Bytes head = makeHead();
         const ByteView parts[] = {head, chunk.first(*filled)};
         const Result<void> begun = Begin(s_serviceWrite, parts, std::exchange(request, std::nullopt));
         if (!begun) {
@@ -278,8 +282,7 @@ Result<std::uint64_t> FileServices::Write(std::string_view path, const ChunkSour
         if (!last) {
             filled = Fill(chunk, source);
             if (filled && handle != 0) {
-                const bool nextLast = *filled < chunk.size();
-                const Bytes nextHead = MakeRecord({0, handle, *filled, nextLast ? 1U : 0U}, {});
+                const Bytes nextHead = makeHead();
                 const ByteView nextParts[] = {nextHead, chunk.first(*filled)};
                 Result<Transaction> sent = m_client.SendRequestAhead(m_module.Service(s_serviceWrite), nextParts);
                 if (!sent) {
