@@ -1,9 +1,5 @@
 #include "Commands.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <ostream>
@@ -11,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "Completion.h"
+#include "LocalInput.h"
 #include "ObjectView.h"
 #include "Text.h"
 
@@ -101,23 +98,19 @@ private:
         if (m_file.empty()) {
             return m_hex ? Mdp::FromHex(m_request) : Mdp::Bytes(m_request.begin(), m_request.end());
         }
-        const int input = m_file == "-" ? STDIN_FILENO : open(m_file.c_str(), O_RDONLY | O_CLOEXEC);
-        if (input < 0) {
+        const LocalInput input(m_file);
+        if (input.Number() < 0) {
             return Mdp::Error{Mdp::ErrorKind::Local, 0, errno, m_file};
         }
         Mdp::Bytes bytes;
         std::array<std::uint8_t, 65536> piece{};
         ssize_t got = 1;
         while (got > 0 && bytes.size() <= s_largestRequest) {
-            got = read(input, piece.data(), piece.size());
-            bytes.insert(bytes.end(), piece.begin(), piece.begin() + std::max<ssize_t>(got, 0));
-        }
-        const int error = got < 0 ? errno : 0;
-        if (input != STDIN_FILENO) {
-            close(input);
-        }
-        if (error != 0) {
-            return Mdp::Error{Mdp::ErrorKind::Local, 0, error, m_file};
+            got = input.Read(piece);
+            if (got < 0) {
+                return Mdp::Error{Mdp::ErrorKind::Local, 0, errno, m_file};
+            }
+            bytes.insert(bytes.end(), piece.begin(), piece.begin() + got);
         }
         if (bytes.size() > s_largestRequest) {
             return Mdp::Error{Mdp::ErrorKind::Local, 0, 0, m_file + ": a request has at most 64 MiB"};

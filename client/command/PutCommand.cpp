@@ -1,6 +1,5 @@
 #include "Commands.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "Completion.h"
+#include "LocalInput.h"
 #include "Progress.h"
 #include "RemoteFiles.h"
 #include "Text.h"
@@ -18,26 +18,6 @@
 
 namespace MdpCommand {
 namespace {
-
-// Closed with the object, but for the standard input.
-class Descriptor {
-public:
-    explicit Descriptor(int number) : m_number(number) {}
-
-    ~Descriptor() {
-        if (m_number > STDERR_FILENO) {
-            close(m_number);
-        }
-    }
-
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int Number() const { return m_number; }
-
-private:
-    int m_number;
-};
 
 // How much of the input is still to be read, as far as it tells: files of /proc have bytes, but the length 0.
 std::optional<std::uint64_t> BytesLeft(int input, const struct stat& status) {
@@ -60,7 +40,7 @@ public:
     }
 
     int Run(const Context& context) override {
-        const Descriptor input(m_local == "-" ? STDIN_FILENO : open(m_local.c_str(), O_RDONLY | O_CLOEXEC));
+        const LocalInput input(m_local);
         const auto localError = [&](int number) {
             return context.Fail(Mdp::Error{Mdp::ErrorKind::Local, 0, number, ""}, m_local);
         };
@@ -102,7 +82,7 @@ public:
             return context.Fail(ExitUsage, m_local + ": this is the same file as " + *remote + " on the machine");
         }
         const auto total = BytesLeft(input.Number(), status);
-        const auto bytes = Put(context, *files, input.Number(), *remote, total);
+        const auto bytes = Put(context, *files, input, *remote, total);
         if (!bytes) {
             return bytes.Error().kind == Mdp::ErrorKind::Local
                        ? context.Fail(bytes.Error(), m_local)
@@ -125,16 +105,14 @@ public:
     }
 
 private:
-    static Mdp::Result<std::uint64_t> Put(const Context& context, const Mdp::FileServices& files, int input,
-                                          const std::string& remote, std::optional<std::uint64_t> total) {
+    static Mdp::Result<std::uint64_t> Put(const Context& context, const Mdp::FileServices& files,
+                                          const LocalInput& input, const std::string& remote,
+                                          std::optional<std::uint64_t> total) {
         Mdp::Result<std::uint64_t> written = std::uint64_t{0};
         {
             Progress progress(context, BaseName(remote), total);
             written = files.Write(remote, [&](std::span<std::uint8_t> room) -> Mdp::Result<std::size_t> {
-                ssize_t got = -1;
-                do {
-                    got = read(input, room.data(), room.size());
-                } while (got < 0 && errno == EINTR);
+                const ssize_t got = input.Read(room);
                 if (got < 0) {
                     return Mdp::Error{Mdp::ErrorKind::Local, 0, errno,
                                       "it was not read to its end, and the file on the machine may be there in part"};
