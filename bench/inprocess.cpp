@@ -15,7 +15,7 @@
 #include "dictionary/ItemTable.h"
 #include "dictionary/MdpStringTable.h"
 #include "dictionary/ObjDictionary.h"
-#include "service/Logger.h"
+#include "log/Logger.h"
 #include "service/PipeCommunication.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <pugixml.hpp>
 
+#include "log/Logger.h"
 #include "platform/OsUserSystem.h"
-#include "service/Logger.h"
 
 namespace {
 

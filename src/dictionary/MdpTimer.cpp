@@ -5,11 +5,11 @@
 #include <mutex>
 #include <vector>
 
+#include "log/Logger.h"
 #include "platform/OsUserEvent.h"
 #include "platform/OsUserHandle.h"
 #include "platform/OsUserThread.h"
 #include "platform/OsUserWaitMultiple.h"
-#include "service/Logger.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 
 #include "dictionary/ItemTable.h"
 #include "dictionary/ObjHelper.h"
+#include "log/Logger.h"
 #include "platform/OsUserEvent.h"
 #include "platform/OsUserHandle.h"
 #include "platform/OsUserThread.h"
-#include "service/Logger.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "dictionary/ObjDictionary.h"
 #include "dictionary/SdoValueInfo.h"
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 namespace {
 

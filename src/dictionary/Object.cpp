@@ -5,7 +5,7 @@
 #include <new>
 
 #include "dictionary/ObjHelper.h"
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 namespace {
 

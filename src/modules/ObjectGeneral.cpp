@@ -17,8 +17,8 @@
 #include "dictionary/ObjDictionary.h"
 #include "dictionary/ObjHelper.h"
 #include "host/HostName.h"
+#include "log/Logger.h"
 #include "platform/StringHelper.h"
-#include "service/Logger.h"
 #include "sysconfig/CSystem.h"
 
 using ZMBSD::CSystem;

@@ -7,7 +7,7 @@
 #include "dictionary/ModuleObjects.h"
 #include "dictionary/ObjHelper.h"
 #include "host/KernelCounters.h"
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 namespace Memory {
 

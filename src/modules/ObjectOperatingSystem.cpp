@@ -5,8 +5,8 @@
 #include "dictionary/ItemTable.h"
 #include "dictionary/ModuleObjects.h"
 #include "dictionary/ObjHelper.h"
+#include "log/Logger.h"
 #include "platform/Platform.h"
-#include "service/Logger.h"
 
 namespace MDPOperatingSystem {
 

@@ -6,7 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 namespace Hesperd {
 

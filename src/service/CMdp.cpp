@@ -2,13 +2,13 @@
 
 #include <unistd.h>
 
+#include "log/Logger.h"
 #include "modules/ObjectFSO.h"
 #include "modules/ObjectGeneral.h"
 #include "modules/ObjectMemory_BSD.h"
-#include "modules/ObjectNic_BSD.h"
 #include "modules/ObjectOperatingSystem.h"
 #include "modules/ObjectSwVersions.h"
-#include "service/Logger.h"
+#include "modules/nic/ObjectNic_BSD.h"
 #include "service/RequestRecord.h"
 
 namespace Hesperd {

@@ -2,8 +2,8 @@
 
 #include <csignal>
 
+#include "log/Logger.h"
 #include "service/Exceptions.h"
-#include "service/Logger.h"
 
 namespace Hesperd {
 

@@ -14,8 +14,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "log/Logger.h"
 #include "service/CSignals.h"
-#include "service/Logger.h"
 
 namespace Hesperd {
 

@@ -2,12 +2,12 @@
 #include <unistd.h>
 
 #include "host/Programs.h"
+#include "log/Logger.h"
 #include "service/CDaemon.h"
 #include "service/CMdp.h"
 #include "service/CSignals.h"
 #include "service/CommandLine.h"
 #include "service/Exceptions.h"
-#include "service/Logger.h"
 #include "service/PipeCommunication.h"
 
 using Hesperd::CSignals;

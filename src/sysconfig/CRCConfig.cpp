@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "log/Logger.h"
 #include "platform/StringHelper.h"
-#include "service/Logger.h"
 #include "sysconfig/CSystem.h"
 
 namespace ZMBSD {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "log/Logger.h"
 #include "platform/StringHelper.h"
-#include "service/Logger.h"
 #include "sysconfig/CSystem.h"
 
 namespace ZMBSD {

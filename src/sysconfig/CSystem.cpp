@@ -13,8 +13,8 @@
 #include <new>
 
 #include "host/Programs.h"
+#include "log/Logger.h"
 #include "platform/StringHelper.h"
-#include "service/Logger.h"
 
 namespace ZMBSD {
 

@@ -12,7 +12,7 @@
 #include "dictionary/ItemTable.h"
 #include "dictionary/ObjDictionary.h"
 #include "dictionary/ObjHelper.h"
-#include "service/Logger.h"
+#include "log/Logger.h"
 #include "service/PipeCommunication.h"
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t capacity);

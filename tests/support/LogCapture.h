@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 // Makes the process's logger for as long as it lives and shows what it logs. Lines go to standard output, which it
 // takes over through GoogleTest's capture.

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 // Standard output goes to a file from construction to Text().
 class CapturedOutput {

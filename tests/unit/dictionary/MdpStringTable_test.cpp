@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 
 #include "../common/LogOf.h"
 #include "dictionary/ObjDictionary.h"
+#include "log/Logger.h"
 #include "platform/OsUserEvent.h"
-#include "service/Logger.h"
 
 namespace {
 

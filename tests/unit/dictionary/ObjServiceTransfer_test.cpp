@@ -10,8 +10,8 @@
 #include <thread>
 
 #include "dictionary/ObjDictionary.h"
+#include "log/Logger.h"
 #include "platform/OsUserEvent.h"
-#include "service/Logger.h"
 
 namespace {
 

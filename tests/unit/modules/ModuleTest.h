@@ -6,7 +6,7 @@
 #include <string>
 
 #include "dictionary/ObjDictionary.h"
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 // A dictionary of its own for each test, and the log on standard output, where CaptureStdout sees it.
 class ModuleTest : public ::testing::Test {

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "dictionary/ObjDictionary.h"
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 namespace {
 

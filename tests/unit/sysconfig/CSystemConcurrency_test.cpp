@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "service/Logger.h"
+#include "log/Logger.h"
 
 using ZMBSD::CSystem;
 

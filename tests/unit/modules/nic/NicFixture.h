@@ -8,7 +8,7 @@
 #include "LogCapture.h"
 #include "StandIns.h"
 #include "dictionary/ObjDictionary.h"
-#include "modules/ObjectNic_BSD.h"
+#include "modules/nic/ObjectNic_BSD.h"
 
 // The adapters of a throw-away machine in a dictionary, with stand-ins for every program that they run. em0 has the
 // address 192.168.10.20/24, em1 has none.

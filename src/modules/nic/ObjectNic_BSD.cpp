@@ -1,4 +1,4 @@
-#include "modules/ObjectNic_BSD.h"
+#include "modules/nic/ObjectNic_BSD.h"
 
 #include <sys/types.h>
 
@@ -20,9 +20,9 @@
 #include "dictionary/ModuleObjects.h"
 #include "dictionary/ObjHelper.h"
 #include "host/NetworkInterfaces.h"
-#include "modules/NicRecord.h"
+#include "log/Logger.h"
+#include "modules/nic/NicRecord.h"
 #include "platform/StringHelper.h"
-#include "service/Logger.h"
 #include "sysconfig/CRCConfigNic.h"
 #include "sysconfig/CSystem.h"
 

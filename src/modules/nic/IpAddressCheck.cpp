@@ -1,4 +1,4 @@
-#include "modules/IpAddressCheck.h"
+#include "modules/nic/IpAddressCheck.h"
 
 #include <cctype>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "modules/ObjectNic_BSD.h"
+#include "modules/nic/ObjectNic_BSD.h"
 
 #include <gmock/gmock.h>
 

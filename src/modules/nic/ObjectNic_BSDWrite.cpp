@@ -4,11 +4,11 @@
 #include <cstring>
 
 #include "dictionary/ObjHelper.h"
-#include "modules/IpAddressCheck.h"
-#include "modules/NicRecord.h"
-#include "modules/ObjectNic_BSD.h"
+#include "log/Logger.h"
+#include "modules/nic/IpAddressCheck.h"
+#include "modules/nic/NicRecord.h"
+#include "modules/nic/ObjectNic_BSD.h"
 #include "platform/StringHelper.h"
-#include "service/Logger.h"
 #include "sysconfig/CRCConfigNic.h"
 #include "sysconfig/CSystem.h"
 

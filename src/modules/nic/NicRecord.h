@@ -1,7 +1,7 @@
 #pragma once
 
 #include "dictionary/ObjDictionary.h"
-#include "modules/ObjectNic_BSD.h"
+#include "modules/nic/ObjectNic_BSD.h"
 
 namespace NIC {
 

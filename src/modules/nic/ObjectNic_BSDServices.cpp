@@ -3,12 +3,12 @@
 #include <cstring>
 #include <memory>
 
-#include "modules/NicRecord.h"
-#include "modules/ObjectNic_BSD.h"
+#include "log/Logger.h"
+#include "modules/nic/NicRecord.h"
+#include "modules/nic/ObjectNic_BSD.h"
 #include "platform/CHandle.h"
 #include "platform/LittleEndian.h"
 #include "platform/OsUserThread.h"
-#include "service/Logger.h"
 #include "sysconfig/CRCConfigNic.h"
 #include "sysconfig/CSystem.h"
 
