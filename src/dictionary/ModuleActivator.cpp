@@ -37,7 +37,13 @@ ObjResult CModuleActivator::Activate() {
 }
 
 ObjResult CModuleActivator::Deactivate() {
-    CSectionLock lock(m_section);
+    // Waking takes the section and then passes the gate, which the caller of this holds: a wait here would turn that
+    // order round. There is nothing to wait for: who wakes a module has a shared hold, and there is none beside the
+    // exclusive one.
+    const CSectionTryLock lock(m_section);
+    if (!lock) {
+        return OBJ_E_BUSY;
+    }
     if (!IsActive()) {
         return OBJ_E_NOERR;
     }
@@ -47,14 +53,10 @@ ObjResult CModuleActivator::Deactivate() {
 }
 
 void CModuleActivator::SetActivationTS() {
-    CSectionLock lock(m_section);
-    m_lastActivation = SystemFileTime();
+    m_lastActivation.store(SystemFileTime(), std::memory_order_relaxed);
 }
 
 std::uint64_t CModuleActivator::GetMilisSinceLastActivation() {
-    CSectionLock lock(m_section);
-    if (m_lastActivation == 0) {
-        return 0;
-    }
-    return (SystemFileTime() - m_lastActivation) / FILETIME_UNITS_PER_MS;
+    const std::uint64_t last = m_lastActivation.load(std::memory_order_relaxed);
+    return last == 0 ? 0 : (SystemFileTime() - last) / FILETIME_UNITS_PER_MS;
 }

@@ -18,7 +18,8 @@ public:
 
     // Wakes the module if it sleeps and stamps the time, also where waking failed: the next request tries again.
     ObjResult Activate();
-    // Puts the module to sleep if it is awake; one that refuses stays awake.
+    // Puts the module to sleep if it is awake; one that refuses stays awake. Called under the dictionary's exclusive
+    // hold; OBJ_E_BUSY where another thread is waking the module all the same.
     ObjResult Deactivate();
 
     void SetActivationTS();
@@ -29,6 +30,6 @@ public:
 
 private:
     CSection m_section;
-    std::uint64_t m_lastActivation = 0; // system time as file time, units of 100 ns
+    std::atomic<std::uint64_t> m_lastActivation{0}; // system time as file time, units of 100 ns
     std::atomic<bool> m_active{false};
 };

@@ -47,3 +47,24 @@ public:
 private:
     CSection& m_section;
 };
+
+// Holds a section to the end of its scope if that was free, or this thread's, at the start.
+class CSectionTryLock {
+public:
+    explicit CSectionTryLock(CSection& section) : m_section(section), m_entered(section.TryEnter()) {}
+
+    ~CSectionTryLock() {
+        if (m_entered) {
+            m_section.Leave();
+        }
+    }
+
+    CSectionTryLock(const CSectionTryLock&) = delete;
+    CSectionTryLock& operator=(const CSectionTryLock&) = delete;
+
+    explicit operator bool() const { return m_entered; }
+
+private:
+    CSection& m_section;
+    const bool m_entered;
+};

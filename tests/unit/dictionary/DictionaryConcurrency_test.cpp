@@ -272,6 +272,41 @@ TEST_F(DictionaryConcurrencyTest, ARequestDuringTheSleepingWaitsAndWakesTheModul
     EXPECT_TRUE(activator->IsActive());
 }
 
+namespace {
+
+// Says that it is being woken and takes its time for it.
+class CLongWaker : public CModuleActivator {
+public:
+    ObjResult DoActivate() override {
+        isWaking = true;
+        while (!mayGoOn) {
+            std::this_thread::sleep_for(1ms);
+        }
+        return OBJ_E_NOERR;
+    }
+
+    ObjResult DoDeactivate() override { return OBJ_E_NOERR; }
+
+    std::atomic<bool> isWaking{false};
+    std::atomic<bool> mayGoOn{false};
+};
+
+} // namespace
+
+TEST(ModuleActivatorConcurrency, AModuleThatIsBeingWokenIsNotPutToSleepNorWaitedFor) {
+    CLongWaker activator;
+    std::thread waking([&] { EXPECT_EQ(activator.Activate(), 0U); });
+    while (!activator.isWaking) {
+        std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_EQ(activator.Deactivate(), 0xECA60200U);
+    activator.mayGoOn = true;
+    waking.join();
+    EXPECT_TRUE(activator.IsActive());
+    EXPECT_EQ(activator.Deactivate(), 0U);
+    EXPECT_FALSE(activator.IsActive());
+}
+
 // The life of the dictionary
 
 TEST(DictionaryLifeConcurrency, StartAndFinishAgainstReaders) {
