@@ -1,0 +1,84 @@
+# What Debian's own commands tell, and how the service is started there. Sourced.
+# shellcheck shell=sh
+
+# The texts of SMBIOS, by FreeBSD's names.
+smbios() {
+    case $1 in
+    system.product) cat /sys/class/dmi/id/product_name ;;
+    system.version) cat /sys/class/dmi/id/product_version ;;
+    system.serial) cat /sys/class/dmi/id/product_serial ;;
+    chassis.tag) cat /sys/class/dmi/id/chassis_asset_tag ;;
+    bios.version) cat /sys/class/dmi/id/bios_version ;;
+    esac
+}
+
+adapters() {
+    ip -o link show | awk -F ': ' '{ sub(/@.*/, "", $2); if ($2 != "lo") print $2 }'
+}
+
+address_of() {
+    ip -o -4 address show dev "$1" | awk '{ sub(/\/.*/, "", $4); print $4; exit }'
+}
+
+mask_of() {
+    ip -o -4 address show dev "$1" | awk '{
+        sub(/.*\//, "", $4)
+        for (i = 0; i < 4; ++i) {
+            bits = $4 - 8 * i
+            bits = bits < 0 ? 0 : bits > 8 ? 8 : bits
+            printf "%s%d", i ? "." : "", 256 - 2 ^ (8 - bits)
+        }
+        print ""
+        exit
+    }'
+}
+
+mac_of() {
+    cat "/sys/class/net/$1/address"
+}
+
+default_router() {
+    ip -4 route show default | awk '{ print $3; exit }'
+}
+
+packages() {
+    "$prefix/libexec/sylvarin/adapters/usr/sbin/pkg" query -a "%n;%v;%o"
+}
+
+memory_total() { # bytes
+    awk '$1 == "MemTotal:" { printf "%.0f\n", $2 * 1024 }' /proc/meminfo
+}
+
+uptime_seconds() {
+    awk '{ printf "%d\n", $1 }' /proc/uptime
+}
+
+service_start() {
+    if [ -d /run/systemd/system ]; then
+        systemctl start sylvarin
+    else
+        "$prefix/bin/sylvarin"
+    fi
+}
+
+service_stop() {
+    if [ -d /run/systemd/system ]; then
+        systemctl stop sylvarin
+    else
+        kill "$(cat /var/run/Sylvarin.pid)"
+    fi
+}
+
+# A throw-away machine runs no system log: the lines then go to the console, which it has not either.
+log_file=/var/log/messages
+log_begin() {
+    if [ ! -S /dev/log ] && [ ! -e /dev/console ]; then
+        mkfifo /dev/console
+        log_file=$work/log
+        cat <>/dev/console >"$log_file" &
+        log_reader=$!
+        trap 'kill "$log_reader"; rm -rf "$work" /dev/console' EXIT
+    elif [ ! -e "$log_file" ]; then
+        log_file=/var/log/syslog
+    fi
+}
