@@ -4,8 +4,6 @@
 #include <cerrno>
 #include <ostream>
 
-#include <fmt/format.h>
-
 #include "Completion.h"
 #include "LocalInput.h"
 #include "ObjectView.h"
@@ -35,7 +33,8 @@ public:
         if (m_streams.errIsTerminal) {
             m_shown = true;
             const auto progress = status.Progress();
-            m_streams.err << "\r\x1b[Krunning" << (progress ? fmt::format(", status {}", *progress) : "") << std::flush;
+            m_streams.err << "\r\x1b[Krunning" << (progress ? ", status " + std::to_string(*progress) : "")
+                          << std::flush;
         }
     }
 
@@ -46,14 +45,15 @@ private:
 
 class CallCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        AddAddress(app, "INDEX", m_address, "the service object, 0xB000 to 0xBFFF")->required();
-        auto* request = app.add_option("REQUEST", m_request, "the request; none is an empty one");
-        auto* hex = app.add_flag("--hex", m_hex, "REQUEST is hexadecimal digits");
-        app.add_option("--file", m_file, "take the request from a file, - for the standard input")
-            ->excludes(request)
-            ->excludes(hex);
-        app.add_flag("--raw", m_raw, "write the bytes of the response as they are");
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("INDEX", TakeAddress(m_address), "the service object, 0xB000 to 0xBFFF").Required();
+        Argument& request = arguments.Positional("REQUEST", &m_request, "the request; none is an empty one");
+        Argument& hex = arguments.Flag("--hex", m_hex, "REQUEST is hexadecimal digits");
+        arguments.Option("--file", &m_file, "take the request from a file, - for the standard input")
+            .Excludes(request)
+            .Excludes(hex)
+            .Offer({{s_completeFiles, ""}});
+        arguments.Flag("--raw", m_raw, "write the bytes of the response as they are");
     }
 
     int Run(const Context& context) override {
@@ -124,11 +124,11 @@ private:
         if (context.json) {
             Json json{{"index", subject}, {"status", response.status.value}};
             if (response.status.Failed()) {
-                json["error"] = CodeJson(code);
+                json.Add("error", CodeJson(code));
             }
-            json["hex"] = Mdp::ToHex(response.data);
+            json.Add("hex", Mdp::ToHex(response.data));
             if (Mdp::IsUtf8(text)) {
-                json["text"] = text;
+                json.Add("text", text);
             }
             context.Print(json);
         } else if (response.status.Failed()) {

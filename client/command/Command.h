@@ -6,17 +6,24 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
-
+#include "Arguments.h"
+#include "Json.h"
 #include "mdp/Client.h"
 
-// The mdp command: one class a command, one table of all commands.
+// The mdp command: one class a command, one table of all commands. To add one:
+//  1. FooCommand.cpp holds a class derived from Command in an unnamed namespace and, at its end, MakeFooCommand, which
+//     makes one (see WriteCommand.cpp for a short one). Commands.h declares the maker; s_commands in Command.cpp has a
+//     row with its name and summary; CMakeLists.txt has the file.
+//  2. Declare tells what the command line takes (Arguments.h): parser, help text and completion go by it. Values arrive
+//     in members; words are looked at by TakeAddress (Text.h), TakeRemotePath (RemoteFiles.h) or the like.
+//  3. Run asks context.client, shows a Table (Text.h) on context.streams.out or, if context.json is set, gives a Json
+//     (Json.h) of the same to context.Print, and returns ExitOk. What fails is returned as context.Fail(...).
+//     Texts of the machine go through PrintableText or TextJson: they may hold anything.
+//  4. Complete offers what a positional may become, if the machine knows.
+//  5. docs/man/mdp.1 tells of it; tests/unit/client has a fixture (CommandsTest.h) with a machine made up by the test.
+// No file of a command includes the libraries for JSON or the command line: they take seconds to compile.
 
 namespace MdpCommand {
-
-// Object members stay in the order in which they were added.
-using Json = nlohmann::ordered_json;
 
 // What mdp ends with.
 enum ExitStatus : int {
@@ -54,16 +61,13 @@ struct Context {
     void Print(const Json& json) const;
 };
 
-// What a word of a command line may become.
-struct Candidate {
-    std::string text;
-    std::string description;
-};
-
 class Command {
 public:
     virtual ~Command() = default;
-    virtual void AddOptions(CLI::App& app) = 0;
+
+    // Tells the arguments, whose targets are members. A command without any says nothing.
+    virtual void Declare(Arguments& /*arguments*/) {}
+
     virtual int Run(const Context& context) = 0;
 
     // Candidates for the word behind the given positional ones; those that do not begin like it are left out later.

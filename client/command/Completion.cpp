@@ -1,6 +1,5 @@
 #include "Completion.h"
 
-#include <algorithm>
 #include <ostream>
 
 #include "Program.h"
@@ -12,25 +11,14 @@ namespace {
 // A shell that asks must not hang.
 constexpr Mdp::Milliseconds s_patience{2000};
 
-void AddOptions(std::vector<Candidate>& candidates, const CLI::App* app) {
-    if (app == nullptr) {
-        return;
-    }
-    for (const CLI::Option* option : app->get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            candidates.push_back({"--" + name, option->get_description()});
+void AddOptions(std::vector<Candidate>& candidates, const Arguments& arguments) {
+    for (const Argument& argument : arguments.All()) {
+        for (const std::string& name : argument.OptionNames()) {
+            if (name.starts_with("--")) {
+                candidates.push_back({name, argument.description});
+            }
         }
     }
-}
-
-std::vector<Candidate> OptionValues(const CLI::Option& option) {
-    if (option.check_lname("lang")) {
-        return {{"en", "English"}, {"de", "German"}};
-    }
-    if (option.check_lname("socket") || option.check_lname("file")) {
-        return {{s_completeFiles, ""}};
-    }
-    return {};
 }
 
 } // namespace
@@ -58,28 +46,25 @@ std::vector<Candidate> CompleteAddress(const Context& context, const std::string
 
 int RunCompletion(const std::vector<std::string>& words, Streams streams) {
     Program program;
-    const CLI::App* sub = nullptr;
-    Command* command = nullptr;
-    const CLI::Option* valueOf = nullptr;
+    const ProgramCommand* command = nullptr;
+    const Argument* valueOf = nullptr;
     std::vector<std::string> positionals;
     for (std::size_t i = 0; i + 1 < words.size(); ++i) {
         const std::string& word = words[i];
         if (valueOf != nullptr) {
-            if (valueOf->check_lname("socket")) {
+            if (valueOf->IsNamed("--socket")) {
                 program.client.socketPath = word;
             }
             valueOf = nullptr;
         } else if (word.starts_with('-')) {
-            const CLI::Option* option = program.FindOption(sub, word);
-            valueOf = option != nullptr && option->get_items_expected() > 0 ? option : nullptr;
-        } else if (sub == nullptr) {
-            const auto found = std::find_if(program.commands.begin(), program.commands.end(),
-                                            [&](const auto& entry) { return entry.first->get_name() == word; });
-            if (found == program.commands.end()) {
+            const Argument* option = command != nullptr ? command->arguments.Find(word) : nullptr;
+            option = option != nullptr ? option : program.common.Find(word);
+            valueOf = option != nullptr && option->TakesValue() ? option : nullptr;
+        } else if (command == nullptr) {
+            command = program.Find(word);
+            if (command == nullptr) {
                 return ExitOk;
             }
-            sub = found->first;
-            command = found->second.get();
         } else {
             positionals.push_back(word);
         }
@@ -88,18 +73,20 @@ int RunCompletion(const std::vector<std::string>& words, Streams streams) {
 
     std::vector<Candidate> candidates;
     if (valueOf != nullptr) {
-        candidates = OptionValues(*valueOf);
+        candidates = valueOf->candidates;
     } else if (word.starts_with('-')) {
-        AddOptions(candidates, sub);
-        AddOptions(candidates, &program.app);
+        if (command != nullptr) {
+            AddOptions(candidates, command->arguments);
+        }
+        AddOptions(candidates, program.common);
     } else if (command == nullptr) {
-        for (const CommandRow& row : Commands()) {
+        for (const ProgramCommand& row : program.commands) {
             candidates.push_back({row.name, row.summary});
         }
     } else {
         program.client.timeout = s_patience;
         const Context context{Mdp::Client(program.client), streams};
-        candidates = command->Complete(context, positionals, word);
+        candidates = command->command->Complete(context, positionals, word);
     }
     for (const Candidate& candidate : candidates) {
         // A name with control characters in it has no form that a shell takes in one line.

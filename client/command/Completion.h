@@ -12,9 +12,6 @@ namespace MdpCommand {
 // The word by which a shell asks.
 inline constexpr const char* s_completeWord = "__complete";
 
-// Asks the shell for the names of its own files.
-inline constexpr const char* s_completeFiles = ":files";
-
 // The words are those behind the program's name, the last one, perhaps empty, being completed. One line a candidate:
 // its text and, behind a tab, what it stands for.
 int RunCompletion(const std::vector<std::string>& words, Streams streams);

@@ -13,14 +13,14 @@ class CopyMoveCommand : public Command {
 public:
     explicit CopyMoveCommand(FileAction action) : m_action(action) {}
 
-    void AddOptions(CLI::App& app) override {
-        app.add_option("SOURCE", m_source, "a file of the machine, or a pattern")
-            ->required()
-            ->transform(TakeRemotePath());
-        app.add_option("DESTINATION", m_destination, "a file or directory of the machine")
-            ->required()
-            ->transform(TakeRemotePath());
-        app.add_flag("-f,--force", m_overwrite, "overwrite an existing file");
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("SOURCE", &m_source, "a file of the machine, or a pattern")
+            .Required()
+            .Take(TakeRemotePath());
+        arguments.Positional("DESTINATION", &m_destination, "a file or directory of the machine")
+            .Required()
+            .Take(TakeRemotePath());
+        arguments.Flag("-f,--force", m_overwrite, "overwrite an existing file");
     }
 
     int Run(const Context& context) override {
@@ -32,7 +32,7 @@ public:
         if (!sources) {
             return FailFile(context, m_action, sources.Error(), m_source);
         }
-        Json done = Json::array();
+        Json done = Json::Array();
         for (const RemotePath& source : *sources) {
             const auto destination = DestinationOf(*files, m_destination, BaseName(source.path));
             if (!destination) {
@@ -54,7 +54,7 @@ public:
             if (!result) {
                 return FailFile(context, m_action, result.Error(), source.path + " to " + *destination);
             }
-            done.push_back({{"source", TextJson(source.path)}, {"destination", TextJson(*destination)}});
+            done.Add({{"source", TextJson(source.path)}, {"destination", TextJson(*destination)}});
         }
         if (context.json) {
             context.Print(done);

@@ -2,8 +2,6 @@
 
 #include <ostream>
 
-#include <fmt/format.h>
-
 #include "Completion.h"
 #include "ObjectView.h"
 #include "Text.h"
@@ -21,8 +19,8 @@ Json DescriptionJson(const Mdp::EntryDescription& entry) {
 
 class DescribeCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        AddAddress(app, "INDEX[:SUB]", m_address, "the object or entry to describe")->required();
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("INDEX[:SUB]", TakeAddress(m_address), "the object or entry to describe").Required();
     }
 
     int Run(const Context& context) override {
@@ -42,7 +40,7 @@ private:
         }
         if (context.json) {
             Json json{{"index", IndexText(m_address.index)}};
-            json.update(DescriptionJson(*entry));
+            json.AddAll(DescriptionJson(*entry));
             context.Print(json);
             return ExitOk;
         }
@@ -64,9 +62,9 @@ private:
             return context.Fail(entries.Error(), IndexText(m_address.index));
         }
         if (context.json) {
-            Json list = Json::array();
+            Json list = Json::Array();
             for (const EntryView& entry : *entries) {
-                list.push_back(DescriptionJson(entry.description));
+                list.Add(DescriptionJson(entry.description));
             }
             context.Print({{"index", IndexText(object->index)},
                            {"name", TextJson(object->name)},
@@ -81,8 +79,8 @@ private:
         table.AlignRight(3);
         for (const EntryView& view : *entries) {
             const Mdp::EntryDescription& entry = view.description;
-            table.Add({fmt::format("{}", entry.subIndex), PrintableText(entry.name), Mdp::TypeName(entry.dataType),
-                       fmt::format("{}", entry.bitLength), AccessText(entry)});
+            table.Add({std::to_string(entry.subIndex), PrintableText(entry.name), Mdp::TypeName(entry.dataType),
+                       std::to_string(entry.bitLength), AccessText(entry)});
         }
         table.Print(context.streams.out);
         return ExitOk;

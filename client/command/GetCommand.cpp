@@ -2,8 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <fmt/format.h>
-
 #include "Completion.h"
 #include "LocalFile.h"
 #include "Progress.h"
@@ -22,14 +20,14 @@ bool IsLocalDirectory(const std::string& path) {
 
 class GetCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        app.add_option("REMOTE", m_remote, "a file of the machine, or a pattern such as '/var/log/*.log'")
-            ->required()
-            ->transform(TakeRemotePath());
-        app.add_option("LOCAL", m_local, "where to put it: a file, a directory or - for the standard output")
-            ->check(TakeLocalPath());
-        app.add_flag("--any-length", m_anyLength,
-                     "take what arrives even if its length is not the listed one, as with files of /proc");
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("REMOTE", &m_remote, "a file of the machine, or a pattern such as '/var/log/*.log'")
+            .Required()
+            .Take(TakeRemotePath());
+        arguments.Positional("LOCAL", &m_local, "where to put it: a file, a directory or - for the standard output")
+            .Take(TakeLocalPath());
+        arguments.Flag("--any-length", m_anyLength,
+                       "take what arrives even if its length is not the listed one, as with files of /proc");
     }
 
     int Run(const Context& context) override {
@@ -59,7 +57,7 @@ public:
         if (!single && m_local != "-" && !IsLocalDirectory(m_local)) {
             return context.Fail(ExitUsage, m_local + ": to get several files this must be a directory");
         }
-        Json done = Json::array();
+        Json done = Json::Array();
         for (const RemotePath& source : *sources) {
             const std::string local =
                 m_local != "-" && IsLocalDirectory(m_local) ? JoinPath(m_local, BaseName(source.path)) : m_local;
@@ -67,7 +65,7 @@ public:
             if (!bytes) {
                 return FailFile(context, FileAction::Read, bytes.Error(), source.path);
             }
-            done.push_back({{"remote", TextJson(source.path)}, {"local", TextJson(local)}, {"bytes", *bytes}});
+            done.Add({{"remote", TextJson(source.path)}, {"local", TextJson(local)}, {"bytes", *bytes}});
         }
         // With the file itself on the output there is no place for words about it.
         if (context.json && m_local != "-") {
@@ -101,10 +99,9 @@ private:
         }
         if (*bytes != source.status.size && !m_anyLength) {
             return Mdp::Error{Mdp::ErrorKind::Protocol, 0, 0,
-                              fmt::format("{} bytes arrived of {} that were listed{}; the file changes, or another "
-                                          "client disturbed: try again, or use --any-length",
-                                          *bytes, source.status.size,
-                                          local.IsDirect() ? "" : ", and nothing was kept")};
+                              std::to_string(*bytes) + " bytes arrived of " + std::to_string(source.status.size) +
+                                  " that were listed" + (local.IsDirect() ? "" : ", and nothing was kept") +
+                                  "; the file changes, or another client disturbed: try again, or use --any-length"};
         }
         if (const Mdp::Result<void> committed = local.Commit(); !committed) {
             return committed.Error();

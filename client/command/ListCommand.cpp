@@ -3,8 +3,6 @@
 #include <cerrno>
 #include <ostream>
 
-#include <fmt/format.h>
-
 #include "RemoteFiles.h"
 #include "Text.h"
 
@@ -13,11 +11,11 @@ namespace {
 
 class ListCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        app.add_option("PATH", m_path, "a directory, a file or a pattern such as '/etc/*.conf'; / if not given")
-            ->transform(TakeRemotePath());
-        app.add_flag("-a,--all", m_all, "also names that begin with a dot");
-        app.add_flag("-1,--names", m_names, "only names, one a line");
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("PATH", &m_path, "a directory, a file or a pattern such as '/etc/*.conf'; / if not given")
+            .Take(TakeRemotePath());
+        arguments.Flag("-a,--all", m_all, "also names that begin with a dot");
+        arguments.Flag("-1,--names", m_names, "only names, one a line");
     }
 
     int Run(const Context& context) override {
@@ -68,13 +66,13 @@ private:
 
     void Show(const Context& context, const Mdp::Listing& listing) const {
         if (context.json) {
-            Json directories = Json::array();
+            Json directories = Json::Array();
             for (const std::string& name : listing.directories) {
-                directories.push_back({{"name", TextJson(name)}});
+                directories.Add({{"name", TextJson(name)}});
             }
-            Json files = Json::array();
+            Json files = Json::Array();
             for (const Mdp::RemoteFile& file : listing.files) {
-                files.push_back({{"name", TextJson(file.name)}, {"size", file.size}});
+                files.Add({{"name", TextJson(file.name)}, {"size", file.size}});
             }
             context.Print({{"path", TextJson(m_path)}, {"directories", directories}, {"files", files}});
             return;
@@ -94,7 +92,7 @@ private:
             table.Add({"-", PrintableText(name) + "/"});
         }
         for (const Mdp::RemoteFile& file : listing.files) {
-            table.Add({fmt::format("{}", file.size), PrintableText(file.name)});
+            table.Add({std::to_string(file.size), PrintableText(file.name)});
         }
         table.Print(context.streams.out);
     }

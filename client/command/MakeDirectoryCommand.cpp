@@ -10,9 +10,9 @@ namespace {
 
 class MakeDirectoryCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        app.add_option("PATH", m_path, "the directory to make on the machine")->required()->transform(TakeRemotePath());
-        app.add_flag("-p,--parents", m_parents, "make missing parents, too; an existing directory is no error");
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("PATH", &m_path, "the directory to make on the machine").Required().Take(TakeRemotePath());
+        arguments.Flag("-p,--parents", m_parents, "make missing parents, too; an existing directory is no error");
     }
 
     int Run(const Context& context) override {

@@ -1,7 +1,5 @@
 #include "Commands.h"
 
-#include <fmt/format.h>
-
 #include "Text.h"
 
 namespace MdpCommand {
@@ -9,21 +7,19 @@ namespace {
 
 class ModulesCommand : public Command {
 public:
-    void AddOptions(CLI::App&) override {}
-
     int Run(const Context& context) override {
         const Mdp::Result<std::vector<Mdp::Module>> modules = context.client.ListModules();
         if (!modules) {
             return context.Fail(modules.Error(), "listing the modules");
         }
         if (context.json) {
-            Json list = Json::array();
+            Json list = Json::Array();
             for (const Mdp::Module& module : *modules) {
-                list.push_back({{"index", IndexText(module.index)},
-                                {"slot", module.slot},
-                                {"type", module.type},
-                                {"typeName", TextJson(module.typeName)},
-                                {"name", TextJson(module.name)}});
+                list.Add({{"index", IndexText(module.index)},
+                          {"slot", module.slot},
+                          {"type", module.type},
+                          {"typeName", TextJson(module.typeName)},
+                          {"name", TextJson(module.name)}});
             }
             context.Print(list);
             return ExitOk;
@@ -31,7 +27,7 @@ public:
         Table table({"INDEX", "TYPE", "KIND", "NAME"});
         table.AlignRight(1);
         for (const Mdp::Module& module : *modules) {
-            table.Add({IndexText(module.index), fmt::format("{}", module.type), PrintableText(module.typeName),
+            table.Add({IndexText(module.index), std::to_string(module.type), PrintableText(module.typeName),
                        PrintableText(module.name)});
         }
         table.Print(context.streams.out);

@@ -9,8 +9,6 @@
 #include <optional>
 #include <ostream>
 
-#include <fmt/format.h>
-
 #include "Text.h"
 
 namespace MdpCommand {
@@ -127,16 +125,16 @@ Mdp::Bytes SetAddressRecord(const std::array<std::string, 3>& texts) {
 
 class NetCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        app.add_option("ACTION", m_action, "set changes an adapter; without it all adapters are shown")
-            ->check(CLI::IsMember({"set"}));
-        app.add_option("ADAPTER", m_adapter, "the name of the adapter to change");
-        auto* address = app.add_option("--address", m_address, "a fixed IPv4 address");
-        app.add_option("--mask", m_mask, "its subnet mask, such as 255.255.255.0; the present one if not given")
-            ->needs(address);
-        app.add_flag("--dhcp", m_dhcp, "take the address from a DHCP server")->excludes(address);
-        app.add_option("--gateway", m_gateway, "the default gateway, or none");
-        app.add_option("--dns", m_dns, "up to three DNS servers with commas between, or none");
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("ACTION", &m_action, "set changes an adapter; without it all adapters are shown")
+            .OneOf({"set"});
+        arguments.Positional("ADAPTER", &m_adapter, "the name of the adapter to change");
+        Argument& address = arguments.Option("--address", &m_address, "a fixed IPv4 address");
+        arguments.Option("--mask", &m_mask, "its subnet mask, such as 255.255.255.0; the present one if not given")
+            .Needs(address);
+        arguments.Flag("--dhcp", m_dhcp, "take the address from a DHCP server").Excludes(address);
+        arguments.Option("--gateway", &m_gateway, "the default gateway, or none");
+        arguments.Option("--dns", &m_dns, "up to three DNS servers with commas between, or none");
     }
 
     int Run(const Context& context) override {
@@ -190,21 +188,21 @@ private:
             return context.Fail(modules.Error(), "listing the adapters");
         }
         Table table({"ADAPTER", "ADDRESS", "MASK", "DHCP", "GATEWAY", "DNS", "ACTIVE DNS", "MAC"});
-        Json list = Json::array();
+        Json list = Json::Array();
         for (const Mdp::Module& module : *modules) {
             const auto adapter = ReadAdapter(context.client, module);
             if (!adapter) {
                 return context.Fail(adapter.Error(), module.name);
             }
-            list.push_back({{"index", IndexText(module.index)},
-                            {"name", TextJson(module.name)},
-                            {"mac", TextJson(adapter->mac)},
-                            {"address", TextJson(adapter->address)},
-                            {"mask", TextJson(adapter->mask)},
-                            {"dhcp", adapter->dhcp},
-                            {"gateway", TextJson(adapter->gateway)},
-                            {"dns", TextJson(adapter->dns)},
-                            {"dnsActive", TextJson(adapter->dnsActive)}});
+            list.Add({{"index", IndexText(module.index)},
+                      {"name", TextJson(module.name)},
+                      {"mac", TextJson(adapter->mac)},
+                      {"address", TextJson(adapter->address)},
+                      {"mask", TextJson(adapter->mask)},
+                      {"dhcp", adapter->dhcp},
+                      {"gateway", TextJson(adapter->gateway)},
+                      {"dns", TextJson(adapter->dns)},
+                      {"dnsActive", TextJson(adapter->dnsActive)}});
             const auto cell = [](const std::string& text) {
                 return text.empty() || text == s_noAddress ? std::string("-") : PrintableText(text);
             };
@@ -240,7 +238,7 @@ private:
         if (m_dns.empty() || m_dns == "none") {
             return "";
         }
-        const std::vector<std::string> servers = CLI::detail::split(m_dns, ',');
+        const std::vector<std::string> servers = Split(m_dns, ',');
         if (servers.size() > s_mostServers) {
             return "a machine takes at most three DNS servers";
         }

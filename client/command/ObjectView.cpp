@@ -1,7 +1,5 @@
 #include "ObjectView.h"
 
-#include <fmt/format.h>
-
 #include "Text.h"
 
 namespace MdpCommand {
@@ -85,11 +83,11 @@ std::string ValueText(const EntryView& entry) {
         return "";
     }
     const std::string name = Mdp::CodeName(entry.error.code);
-    return "<" + (name.empty() ? fmt::format("0x{:08X}", entry.error.code) : name) + ">";
+    return "<" + (name.empty() ? HexText(entry.error.code, 8) : name) + ">";
 }
 
 Json CodeJson(Mdp::Code code) {
-    return {{"code", fmt::format("0x{:08X}", code)}, {"name", Mdp::CodeName(code)}, {"text", Mdp::CodeText(code)}};
+    return {{"code", HexText(code, 8)}, {"name", Mdp::CodeName(code)}, {"text", Mdp::CodeText(code)}};
 }
 
 Json EntryJson(const EntryView& entry) {
@@ -98,17 +96,17 @@ Json EntryJson(const EntryView& entry) {
               {"type", Mdp::TypeName(entry.description.dataType)},
               {"access", AccessText(entry.description)}};
     if (entry.value) {
-        json["value"] = ValueJson(Mdp::DecodeValue(entry.description.dataType, *entry.value));
+        json.Add("value", ValueJson(Mdp::DecodeValue(entry.description.dataType, *entry.value)));
     } else if (entry.error.code != 0) {
-        json["error"] = CodeJson(entry.error.code);
+        json.Add("error", CodeJson(entry.error.code));
     }
     return json;
 }
 
 Json ObjectJson(const ObjectView& view) {
-    Json entries = Json::array();
+    Json entries = Json::Array();
     for (const EntryView& entry : view.entries) {
-        entries.push_back(EntryJson(entry));
+        entries.Add(EntryJson(entry));
     }
     return {{"index", IndexText(view.description.index)},
             {"name", TextJson(view.description.name)},

@@ -1,27 +1,37 @@
 #pragma once
 
-#include <map>
+#include <deque>
+#include <memory>
+#include <string>
 
+#include "Arguments.h"
 #include "Command.h"
 
 namespace MdpCommand {
 
-// The command line as a whole: the options of all commands and the commands with their own.
+// A command with what its command line takes.
+struct ProgramCommand {
+    explicit ProgramCommand(const CommandRow& row);
+
+    std::string name;
+    std::string summary;
+    std::unique_ptr<Command> command;
+    Arguments arguments;
+};
+
+// The command line as a whole: what all commands take, and the commands with their own.
 struct Program {
     Program();
 
-    // The command whose words app.parse has taken.
-    Command& Chosen() const;
+    // The command of that name, or null.
+    const ProgramCommand* Find(const std::string& name) const;
 
-    // The option that a word names, of the command, if there is one, or of all commands.
-    const CLI::Option* FindOption(const CLI::App* sub, const std::string& word) const;
-
-    CLI::App app;
     Mdp::ClientOptions client;
     bool json = false;
     std::string language;
     double timeout = 0; // seconds; 0 if not given
-    std::map<const CLI::App*, std::unique_ptr<Command>> commands;
+    Arguments common;
+    std::deque<ProgramCommand> commands;
 };
 
 } // namespace MdpCommand

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <ostream>
-
-#include <fmt/format.h>
+#include <iomanip>
+#include <sstream>
 
 #include "Text.h"
 
@@ -13,13 +12,21 @@ namespace MdpCommand {
 namespace {
 
 constexpr std::chrono::milliseconds s_interval{200};
-constexpr int s_barWidth = 20;
+constexpr std::size_t s_barWidth = 20;
 constexpr double s_longestShown = 359999; // 99:59:59
+
+std::string Decimals(double number, int decimals) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(decimals) << number;
+    return text.str();
+}
 
 std::string TimeText(double seconds) {
     const auto whole = std::lround(std::min(seconds, s_longestShown));
-    return whole >= 3600 ? fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60)
-                         : fmt::format("{}:{:02}", whole / 60, whole % 60);
+    const auto twoDigits = [](long number) { return PadLeft(std::to_string(number), 2, '0'); };
+    const long minutes = whole / 60;
+    return (whole >= 3600 ? std::to_string(minutes / 60) + ":" + twoDigits(minutes % 60) : std::to_string(minutes)) +
+           ":" + twoDigits(whole % 60);
 }
 
 } // namespace
@@ -31,7 +38,7 @@ std::string SizeText(double bytes) {
         bytes /= 1024;
         ++unit;
     }
-    return unit == 0 ? fmt::format("{:.0f} B", bytes) : fmt::format("{:.1f} {}", bytes, units[unit]);
+    return Decimals(bytes, unit == 0 ? 0 : 1) + " " + units[unit];
 }
 
 std::string ProgressText(const std::string& name, std::uint64_t done, std::optional<std::uint64_t> total,
@@ -41,17 +48,17 @@ std::string ProgressText(const std::string& name, std::uint64_t done, std::optio
     std::string text = name + "  ";
     if (total && *total > 0) {
         const double share = std::min(amount / static_cast<double>(*total), 1.0);
-        const int filled = static_cast<int>(share * s_barWidth);
-        text += fmt::format("[{}{}] {:3.0f}%  {} of {}", std::string(static_cast<std::size_t>(filled), '#'),
-                            std::string(static_cast<std::size_t>(s_barWidth - filled), ' '), share * 100,
-                            SizeText(amount), SizeText(static_cast<double>(*total)));
+        const auto filled = static_cast<std::size_t>(share * s_barWidth);
+        const std::string bar = std::string(filled, '#') + std::string(s_barWidth - filled, ' ');
+        text += "[" + bar + "] " + PadLeft(Decimals(share * 100, 0), 3, ' ') + "%  " + SizeText(amount) + " of " +
+                SizeText(static_cast<double>(*total));
     } else {
         text += SizeText(amount);
     }
     if (rate > 0) {
-        text += fmt::format("  {}/s", SizeText(rate));
+        text += "  " + SizeText(rate) + "/s";
         if (total && *total > done) {
-            text += fmt::format("  {} left", TimeText(static_cast<double>(*total - done) / rate));
+            text += "  " + TimeText(static_cast<double>(*total - done) / rate) + " left";
         }
     }
     return text;

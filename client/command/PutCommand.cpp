@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 
-#include <fmt/format.h>
-
 #include "Completion.h"
 #include "LocalInput.h"
 #include "Progress.h"
@@ -30,13 +28,13 @@ std::optional<std::uint64_t> BytesLeft(int input, const struct stat& status) {
 
 class PutCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        app.add_option("LOCAL", m_local, "a file of this side, or - for the standard input")
-            ->required()
-            ->check(TakeLocalPath());
-        app.add_option("REMOTE", m_remote, "where to put it on the machine: a file, or a directory")
-            ->required()
-            ->transform(TakeRemotePath());
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("LOCAL", &m_local, "a file of this side, or - for the standard input")
+            .Required()
+            .Take(TakeLocalPath());
+        arguments.Positional("REMOTE", &m_remote, "where to put it on the machine: a file, or a directory")
+            .Required()
+            .Take(TakeRemotePath());
     }
 
     int Run(const Context& context) override {
@@ -89,9 +87,10 @@ public:
                        : FailFile(context, FileAction::Write, bytes.Error(), *remote);
         }
         if (total && *bytes != *total) {
-            return context.Fail(ExitLocal, fmt::format("{}: {} bytes were sent of {} that the file had; it changed "
-                                                       "meanwhile, or is the same file as {} on the machine",
-                                                       m_local, *bytes, *total, *remote));
+            return context.Fail(ExitLocal, m_local + ": " + std::to_string(*bytes) + " bytes were sent of " +
+                                               std::to_string(*total) +
+                                               " that the file had; it changed meanwhile, or is the same file as " +
+                                               *remote + " on the machine");
         }
         if (context.json) {
             context.Print({{"local", TextJson(m_local)}, {"remote", TextJson(*remote)}, {"bytes", *bytes}});
@@ -130,9 +129,9 @@ private:
         }
         if (*status && (*status)->size != *written) {
             return Mdp::Error{Mdp::ErrorKind::Protocol, 0, 0,
-                              fmt::format("{} bytes were sent, but the file has {}; another client disturbed, or the "
-                                          "disk is full: try again",
-                                          *written, (*status)->size)};
+                              std::to_string(*written) + " bytes were sent, but the file has " +
+                                  std::to_string((*status)->size) +
+                                  "; another client disturbed, or the disk is full: try again"};
         }
         return written;
     }

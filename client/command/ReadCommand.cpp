@@ -2,8 +2,6 @@
 
 #include <ostream>
 
-#include <fmt/format.h>
-
 #include "Completion.h"
 #include "ObjectView.h"
 #include "Text.h"
@@ -13,10 +11,12 @@ namespace {
 
 class ReadCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        AddAddress(app, "INDEX[:SUB]", m_address, "what to read; without SUB all entries of the object")->required();
-        auto* complete = app.add_flag("--complete", m_complete, "read all entries in one transaction");
-        app.add_flag("--raw", m_raw, "write the bytes of the value as they are")->excludes(complete);
+    void Declare(Arguments& arguments) override {
+        arguments
+            .Positional("INDEX[:SUB]", TakeAddress(m_address), "what to read; without SUB all entries of the object")
+            .Required();
+        Argument& complete = arguments.Flag("--complete", m_complete, "read all entries in one transaction");
+        arguments.Flag("--raw", m_raw, "write the bytes of the value as they are").Excludes(complete);
     }
 
     int Run(const Context& context) override {
@@ -63,7 +63,7 @@ private:
         const EntryView view{*entry, *bytes, {}};
         if (context.json) {
             Json json{{"index", IndexText(m_address.index)}};
-            json.update(EntryJson(view));
+            json.AddAll(EntryJson(view));
             context.Print(json);
         } else {
             context.streams.out << ValueText(view) << '\n';
@@ -95,9 +95,9 @@ private:
         std::erase_if(view.entries, [](const EntryView& entry) { return !entry.value; });
         if (context.json) {
             Json json = ObjectJson(view);
-            json["hex"] = Mdp::ToHex(complete->data);
+            json.Add("hex", Mdp::ToHex(complete->data));
             if (Mdp::IsError(complete->code)) {
-                json["error"] = CodeJson(complete->code);
+                json.Add("error", CodeJson(complete->code));
             }
             context.Print(json);
             return Mdp::IsError(complete->code) ? ExitObject : ExitOk;
@@ -117,7 +117,7 @@ private:
         Table table({"SUB", "NAME", "TYPE", "ACCESS", "VALUE"});
         table.AlignRight(0);
         for (const EntryView& entry : view.entries) {
-            table.Add({fmt::format("{}", entry.description.subIndex), PrintableText(entry.description.name),
+            table.Add({std::to_string(entry.description.subIndex), PrintableText(entry.description.name),
                        Mdp::TypeName(entry.description.dataType), AccessText(entry.description), ValueText(entry)});
         }
         table.Print(context.streams.out);

@@ -82,16 +82,15 @@ Mdp::Result<Mdp::FileServices> FindFiles(const Context& context) {
     return Mdp::FileServices::Find(context.client, options);
 }
 
-CLI::Validator TakeLocalPath() {
-    return {[](const std::string& path) { return std::string(path.empty() ? "the path is empty" : ""); }, ""};
+TakeText TakeLocalPath() {
+    return [](const std::string& path) { return std::string(path.empty() ? "the path is empty" : ""); };
 }
 
-CLI::Validator TakeRemotePath() {
-    return {[](std::string& path) {
-                path = NormalPath(path);
-                return std::string(path.empty() ? "the path is empty" : "");
-            },
-            ""};
+TakeText TakeRemotePath() {
+    return [](std::string& path) {
+        path = NormalPath(path);
+        return std::string(path.empty() ? "the path is empty" : "");
+    };
 }
 
 std::string NormalPath(std::string_view path) {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Arguments.h"
 #include "Command.h"
 #include "mdp/Files.h"
 
@@ -15,9 +16,9 @@ namespace MdpCommand {
 
 Mdp::Result<Mdp::FileServices> FindFiles(const Context& context);
 
-// For options that take a path: an empty one is a usage error, and a path of the machine becomes its NormalPath.
-CLI::Validator TakeLocalPath();
-CLI::Validator TakeRemotePath();
+// For arguments that take a path: an empty one is a usage error, and a path of the machine becomes its NormalPath.
+TakeText TakeLocalPath();
+TakeText TakeRemotePath();
 
 // The path in one spelling of the many that the service takes for the same: with slashes for backslashes, each alone,
 // and no "." between them. A trailing slash, which stands for a directory, stays.

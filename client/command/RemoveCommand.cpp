@@ -8,11 +8,11 @@ namespace {
 
 class RemoveCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        app.add_option("PATH", m_paths, "files or empty directories of the machine, or patterns")
-            ->required()
-            ->transform(TakeRemotePath());
-        app.add_flag("-r,--recursive", m_recursive, "delete directories with their content");
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("PATH", &m_paths, "files or empty directories of the machine, or patterns")
+            .Required()
+            .Take(TakeRemotePath());
+        arguments.Flag("-r,--recursive", m_recursive, "delete directories with their content");
     }
 
     int Run(const Context& context) override {
@@ -20,7 +20,7 @@ public:
         if (!files) {
             return context.Fail(files.Error(), m_paths.front());
         }
-        Json done = Json::array();
+        Json done = Json::Array();
         for (const std::string& path : m_paths) {
             if (path.find_first_not_of("/.") == std::string::npos) {
                 return context.Fail(ExitUsage, path + ": this is not deleted; name what is in it");
@@ -34,7 +34,7 @@ public:
                     return FailFile(context, m_recursive ? FileAction::DeleteTree : FileAction::Delete, deleted.Error(),
                                     target.path);
                 }
-                done.push_back(TextJson(target.path));
+                done.Add(TextJson(target.path));
             }
         }
         if (context.json) {

@@ -5,8 +5,6 @@
 #include <cmath>
 #include <ostream>
 
-#include <fmt/format.h>
-
 namespace MdpCommand {
 namespace {
 
@@ -57,35 +55,48 @@ std::optional<Address> ParseAddress(std::string_view text) {
     return address;
 }
 
-CLI::Option* AddAddress(CLI::App& app, const std::string& name, Address& address, const std::string& description) {
-    return app.add_option_function<std::string>(
-        name,
-        [&address, name](const std::string& text) {
-            const auto parsed = ParseAddress(text);
-            if (!parsed) {
-                throw CLI::ValidationError(name, "\"" + text + "\" does not have the form 0x8011 or 0x8011:2");
-            }
-            address = *parsed;
-        },
-        description);
+TakeText TakeAddress(Address& address) {
+    return [&address](const std::string& text) -> std::string {
+        const auto parsed = ParseAddress(text);
+        if (!parsed) {
+            return "\"" + text + "\" does not have the form 0x8011 or 0x8011:2";
+        }
+        address = *parsed;
+        return "";
+    };
 }
 
-CLI::Validator NumberIn(double low, double high) {
-    const std::string range = fmt::format("from {} to {}", low, high);
-    return {[=](std::string& text) {
-                double number = 0;
-                const bool isIn = CLI::detail::lexical_cast(text, number) && number >= low && number <= high;
-                return isIn ? std::string() : text + " is not a number " + range;
-            },
-            range};
+std::string PadLeft(std::string_view text, std::size_t width, char padding) {
+    return std::string(width > text.size() ? width - text.size() : 0, padding) + std::string(text);
+}
+
+std::string HexText(std::uint64_t number, std::size_t digits) {
+    std::string text;
+    do {
+        text.insert(text.begin(), "0123456789ABCDEF"[number % 16]);
+        number /= 16;
+    } while (number != 0);
+    return "0x" + PadLeft(text, digits, '0');
 }
 
 std::string IndexText(std::uint16_t index) {
-    return fmt::format("0x{:04X}", index);
+    return HexText(index, 4);
 }
 
 std::string EntryText(std::uint16_t index, std::uint8_t subIndex) {
-    return fmt::format("0x{:04X}:{}", index, subIndex);
+    return IndexText(index) + ":" + std::to_string(subIndex);
+}
+
+std::vector<std::string> Split(std::string_view text, char separator) {
+    std::vector<std::string> parts(1);
+    for (const char c : text) {
+        if (c == separator) {
+            parts.emplace_back();
+        } else {
+            parts.back() += c;
+        }
+    }
+    return parts;
 }
 
 std::string PrintableText(std::string_view text) {

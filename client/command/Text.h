@@ -6,7 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Command.h"
+#include "Arguments.h"
+#include "Json.h"
+#include "mdp/Client.h"
 #include "mdp/Value.h"
 
 // Texts in and out of the command.
@@ -25,15 +27,21 @@ struct Address {
 // The index is hexadecimal with or without "0x", the sub-index decimal or with "0x" hexadecimal.
 std::optional<Address> ParseAddress(std::string_view text);
 
-// An option or positional that takes an address; a wrong one is a usage error that shows the form.
-CLI::Option* AddAddress(CLI::App& app, const std::string& name, Address& address, const std::string& description);
+// For arguments that take an address: a wrong one is a usage error that shows the form.
+TakeText TakeAddress(Address& address);
 
-// A number within the limits, which CLI::Range would take "nan" for.
-CLI::Validator NumberIn(double low, double high);
+// The text with as much padding in front as the width needs, in bytes.
+std::string PadLeft(std::string_view text, std::size_t width, char padding);
+
+// "0x" and at least so many digits.
+std::string HexText(std::uint64_t number, std::size_t digits);
 
 // "0x8011" and "0x8011:2".
 std::string IndexText(std::uint16_t index);
 std::string EntryText(std::uint16_t index, std::uint8_t subIndex);
+
+// What stands between the separators, one part more than there are of them.
+std::vector<std::string> Split(std::string_view text, char separator);
 
 // The text as it stands if a terminal can show it in one line, and quoted otherwise.
 std::string PrintableText(std::string_view text);

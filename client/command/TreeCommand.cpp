@@ -5,8 +5,6 @@
 #include <ostream>
 #include <thread>
 
-#include <fmt/format.h>
-
 #include "ObjectView.h"
 #include "Text.h"
 
@@ -50,8 +48,6 @@ std::size_t OwnerOf(std::uint16_t index, const std::vector<Mdp::Module>& modules
 
 class TreeCommand : public Command {
 public:
-    void AddOptions(CLI::App&) override {}
-
     int Run(const Context& context) override {
         const auto modules = context.client.ListModules();
         if (!modules) {
@@ -86,21 +82,21 @@ private:
     using Groups = std::vector<std::vector<const ObjectView*>>;
 
     static Json GroupJson(const std::vector<const ObjectView*>& group) {
-        Json objects = Json::array();
+        Json objects = Json::Array();
         for (const ObjectView* view : group) {
-            objects.push_back(ObjectJson(*view));
+            objects.Add(ObjectJson(*view));
         }
         return objects;
     }
 
     static void PrintJson(const Context& context, const std::vector<Mdp::Module>& modules, const Groups& groups) {
-        Json list = Json::array();
+        Json list = Json::Array();
         for (std::size_t i = 0; i < modules.size(); ++i) {
-            list.push_back({{"index", IndexText(modules[i].index)},
-                            {"type", modules[i].type},
-                            {"typeName", TextJson(modules[i].typeName)},
-                            {"name", TextJson(modules[i].name)},
-                            {"objects", GroupJson(groups[i])}});
+            list.Add({{"index", IndexText(modules[i].index)},
+                      {"type", modules[i].type},
+                      {"typeName", TextJson(modules[i].typeName)},
+                      {"name", TextJson(modules[i].name)},
+                      {"objects", GroupJson(groups[i])}});
         }
         context.Print({{"device", GroupJson(groups.back())}, {"modules", list}});
     }
@@ -118,7 +114,7 @@ private:
             }
             table.Add({index, name, Mdp::ObjectCodeName(view->description.objectCode)});
             for (const EntryView& entry : view->entries) {
-                table.Add({fmt::format("    :{}", entry.description.subIndex),
+                table.Add({"    :" + std::to_string(entry.description.subIndex),
                            "  " + PrintableText(entry.description.name), Mdp::TypeName(entry.description.dataType),
                            AccessText(entry.description), ValueText(entry)});
             }
@@ -132,7 +128,7 @@ private:
         for (std::size_t i = 0; i < modules.size(); ++i) {
             const std::string kind = PrintableText(modules[i].typeName);
             const std::string name = PrintableText(modules[i].name);
-            table.AddTitle(kind == name ? kind : fmt::format("{} {}", kind, name));
+            table.AddTitle(kind == name ? kind : kind + " " + name);
             AddGroup(table, groups[i]);
         }
         table.Print(context.streams.out);

@@ -3,11 +3,10 @@
 #include <ctime>
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <ostream>
 #include <thread>
-
-#include <fmt/format.h>
 
 #include "Completion.h"
 #include "ObjectView.h"
@@ -20,17 +19,18 @@ std::string TimeOfDay() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
-    return fmt::format("{:02}:{:02}:{:02}", local.tm_hour, local.tm_min, local.tm_sec);
+    std::array<char, 16> text{};
+    const std::size_t length = std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
+    return {text.data(), length};
 }
 
 class WatchCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        app.add_option("INDEX[:SUB]", m_words, "what to watch; without SUB all entries of the object")->required();
-        app.add_option("--period", m_period, "seconds between two looks")
-            ->check(NumberIn(0.01, 86400.0))
-            ->capture_default_str();
-        app.add_option("--count", m_count, "end after so many looks; for ever if not given")->check(NumberIn(1, 1e9));
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("INDEX[:SUB]", &m_words, "what to watch; without SUB all entries of the object")
+            .Required();
+        arguments.Option("--period", &m_period, "seconds between two looks").InRange(0.01, 86400.0).ShowDefault();
+        arguments.Option("--count", &m_count, "end after so many looks; for ever if not given").InRange(1, 1e9);
     }
 
     int Run(const Context& given) override {
@@ -114,7 +114,7 @@ private:
         entry = std::move(now);
         if (context.json) {
             Json json{{"time", TimeOfDay()}, {"index", IndexText(entry.description.index)}};
-            json.update(EntryJson(entry));
+            json.AddAll(EntryJson(entry));
             context.Print(json);
             context.streams.out.flush();
         } else {

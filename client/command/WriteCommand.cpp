@@ -8,11 +8,14 @@ namespace {
 
 class WriteCommand : public Command {
 public:
-    void AddOptions(CLI::App& app) override {
-        AddAddress(app, "INDEX:SUB", m_address, "the entry to write; SUB may be left out for a variable")->required();
-        app.add_option("VALUE", m_value,
-                       "a number, true or false, a text, or hexadecimal digits, as the entry's type needs")
-            ->required();
+    void Declare(Arguments& arguments) override {
+        arguments
+            .Positional("INDEX:SUB", TakeAddress(m_address), "the entry to write; SUB may be left out for a variable")
+            .Required();
+        arguments
+            .Positional("VALUE", &m_value,
+                        "a number, true or false, a text, or hexadecimal digits, as the entry's type needs")
+            .Required();
     }
 
     int Run(const Context& context) override {

@@ -1,0 +1,32 @@
+#include "Program.h"
+
+#include <algorithm>
+
+namespace MdpCommand {
+
+ProgramCommand::ProgramCommand(const CommandRow& row) : name(row.name), summary(row.summary), command(row.make()) {
+    command->Declare(arguments);
+}
+
+Program::Program() {
+    common.Version("--version", "show the version");
+    common.Option("--socket", &client.socketPath, "the socket of the service")
+        .ShowDefault()
+        .Offer({{s_completeFiles, ""}});
+    common.Flag("--json", json, "print JSON");
+    common.Option("--lang", &language, "language of names: en, de or a language identifier (LCID)")
+        .Offer({{"en", "English"}, {"de", "German"}});
+    common.Option("--timeout", &timeout, "seconds to wait for an answer (30 if not given) or a job (no limit)")
+        .InRange(0.001, 1e9);
+    for (const CommandRow& row : Commands()) {
+        commands.emplace_back(row);
+    }
+}
+
+const ProgramCommand* Program::Find(const std::string& name) const {
+    const auto found = std::find_if(commands.begin(), commands.end(),
+                                    [&](const ProgramCommand& command) { return command.name == name; });
+    return found == commands.end() ? nullptr : &*found;
+}
+
+} // namespace MdpCommand
