@@ -9,6 +9,7 @@
 #include "modules/ObjectOperatingSystem.h"
 #include "modules/ObjectSwVersions.h"
 #include "modules/nic/ObjectNic_BSD.h"
+#include "modules/time/ObjectTime_BSD.h"
 #include "service/RequestRecord.h"
 
 namespace Hesperd {
@@ -28,6 +29,7 @@ constexpr TModule MODULES[] = {
     {FSO::Create, "FileSystemObject FSO created."},
     {MDPOperatingSystem::Create, "OperatingSystem created."},
     {Memory::Create, "Memory created."},
+    {Time::Create, "Time created."},
 };
 
 // How long a write waits for its service: rounds of one second.

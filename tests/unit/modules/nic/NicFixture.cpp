@@ -2,18 +2,11 @@
 
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <iterator>
 #include <thread>
 
 #include "host/Programs.h"
 
 namespace {
-
-std::size_t CountThreads() {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator("/proc/self/task"), std::filesystem::directory_iterator()));
-}
 
 template <typename Condition>
 void WaitUntil(Condition condition) {
@@ -34,11 +27,6 @@ NicFixture::NicFixture() {
     static const bool s_once = (Host::ExtendSearchPath(), true);
     EXPECT_TRUE(s_once);
     EXPECT_EQ(NIC::Create(), OBJ_E_NOERR);
-    m_threads = CountThreads();
-}
-
-NicFixture::~NicFixture() {
-    WaitUntil([this] { return CountThreads() <= m_threads; });
 }
 
 unsigned short NicFixture::Header(const std::string& adapter) {

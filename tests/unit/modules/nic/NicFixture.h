@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "BackgroundThreads.h"
 #include "LogCapture.h"
 #include "StandIns.h"
 #include "dictionary/ObjDictionary.h"
@@ -17,8 +18,6 @@ protected:
     using Call = std::vector<std::string>;
 
     NicFixture();
-    // Waits for the threads that nobody else waits for.
-    ~NicFixture() override;
 
     // The index of an adapter's header, 0 for none.
     unsigned short Header(const std::string& adapter);
@@ -37,5 +36,5 @@ protected:
     CLogCapture m_log;
     CStandIns m_standIns;
     CDictionaryRef m_dictionary;
-    std::size_t m_threads = 0;
+    CBackgroundThreads m_threads;
 };
