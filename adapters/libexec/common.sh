@@ -17,8 +17,8 @@ die() {
     exit "$1"
 }
 
-# take_lock NAME: waits for its turn, which lasts as long as descriptor 9 is open. The service runs programs from threads
-# that do not wait for each other.
+# take_lock NAME [SECONDS]: waits for its turn, or goes on without it after that many seconds. The turn lasts as long as
+# descriptor 9 is open. The service runs programs from threads that do not wait for each other.
 take_lock() {
-    [ ! -w /run ] || { exec 9>"/run/$1.lock" && flock 9; }
+    [ ! -w /run ] || { exec 9>"/run/$1.lock" && flock ${2:+-w "$2"} 9 || :; }
 }

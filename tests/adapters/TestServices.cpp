@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "AdapterRun.h"
 
 using testing::HasSubstr;
@@ -94,6 +96,54 @@ TEST(Service, KnowsTheOtherNamesOfNtpdOnDebian) {
     ExpectRun(Service("ntpd", "start"), 0, "Starting ntpd.\n");
 
     EXPECT_TRUE(Eventually("pgrep -x chronyd"));
+}
+
+TEST(Service, StartsWhatIsBeingStoppedOnlyWhenItHasStopped) {
+    InstallService("ntpsec", "ntpd");
+    Shell("sed -i 's/^stop)/stop) touch \\/tmp\\/stopping; sleep 1;/' /etc/init.d/ntpsec");
+    WriteText("/etc/rc.conf", "ntpd_enable=\"YES\"\n");
+    Service("ntpd", "start");
+    ASSERT_TRUE(Eventually("pgrep -x ntpd"));
+    const std::string first = PidOf("ntpd");
+
+    std::thread stop([] { Service("ntpd", "stop"); });
+    ASSERT_TRUE(Eventually("test -e /tmp/stopping"));
+    ExpectRun(Service("ntpd", "start"), 0, "Starting ntpd.\n");
+    stop.join();
+
+    ASSERT_TRUE(Eventually("pgrep -x ntpd"));
+    EXPECT_NE(first, PidOf("ntpd"));
+}
+
+TEST(Service, GivesNtpsecTheConfigurationThatWasWrittenForFreeBsd) {
+    InstallService("ntpsec", "ntpd");
+    WriteText("/etc/rc.conf", "ntpd_enable=\"YES\"\n");
+    Shell("mkdir -p /etc/ntpsec /run/ntpsec");
+    WriteText("/etc/ntpsec/ntp.conf", "# the package's\n");
+    WriteText("/run/ntpsec/ntp.conf.dhcp", "# made of the package's\n");
+    WriteText("/etc/ntp.conf", "pool a.example.org\n");
+
+    ExpectRun(Service("ntpd", "start"), 0, "Starting ntpd.\n");
+    EXPECT_EQ("pool a.example.org\n", ReadText("/etc/ntpsec/ntp.conf"));
+    EXPECT_EQ("644", Shell("stat -c %a /etc/ntpsec/ntp.conf"));
+    EXPECT_EQ("", Shell("ls /run/ntpsec"));
+
+    ASSERT_TRUE(Eventually("pgrep -x ntpd"));
+    WriteText("/etc/ntp.conf", "pool b.example.org\n");
+    EXPECT_EQ(0, Service("ntpd", "restart").status);
+    EXPECT_EQ("pool b.example.org\n", ReadText("/etc/ntpsec/ntp.conf"));
+    EXPECT_EQ("# the package's\n", ReadText("/etc/ntpsec/ntp.conf.orig"));
+    EXPECT_EQ("ntp.conf\nntp.conf.orig", Shell("ls /etc/ntpsec"));
+}
+
+TEST(Service, LeavesTheConfigurationOfNtpsecAloneWhereThereIsNoOther) {
+    InstallService("ntpsec", "ntpd");
+    WriteText("/etc/rc.conf", "ntpd_enable=\"YES\"\n");
+    Shell("mkdir -p /etc/ntpsec; rm -f /etc/ntp.conf");
+    WriteText("/etc/ntpsec/ntp.conf", "# the package's\n");
+
+    ExpectRun(Service("ntpd", "start"), 0, "Starting ntpd.\n");
+    EXPECT_EQ("# the package's\n", ReadText("/etc/ntpsec/ntp.conf"));
 }
 
 TEST(Service, ForcesAServiceThatIsNotEnabledWithOne) {

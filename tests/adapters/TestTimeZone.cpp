@@ -41,6 +41,26 @@ TEST(Tzsetup, KeepsDebiansNoteOfTheZone) {
     EXPECT_EQ("Europe/Berlin\n", ReadText("/etc/timezone"));
 }
 
+TEST(Tzsetup, ReplacesItsFilesWholeAndLeavesNoOthers) {
+    Shell("rm -rf /var/db/zoneinfo; mkdir /tmp/held; ln -s /tmp/held/note /var/db/zoneinfo");
+
+    EXPECT_EQ(0, SetZone("Asia/Tokyo").status);
+
+    EXPECT_EQ("", Shell("ls /tmp/held"));
+    EXPECT_EQ("regular file 644", Shell("stat -c '%F %a' /var/db/zoneinfo"));
+    EXPECT_EQ("", Shell("ls -d /etc/localtime.* /var/db/zoneinfo.* /etc/timezone.* 2>/dev/null"));
+}
+
+TEST(Tzsetup, TellsThatAFileCannotBeWritten) {
+    SetZone("UTC");
+    Shell("mount -t tmpfs -o ro none /var/db");
+
+    const TRun run = SetZone("Asia/Tokyo");
+
+    EXPECT_EQ(1, run.status);
+    EXPECT_NE("", run.error);
+}
+
 TEST(Tzsetup, RefusesAZoneThatIsNotThere) {
     SetZone("UTC");
 

@@ -126,10 +126,9 @@ ObjResult CObj0x8nn1::ReadTimeFormat(TInfoItem* item, unsigned short /*index*/, 
     OsUserGetLocalTime(&now);
     char text[96];
     // Meant: milliseconds have no leading zeros.
-    const int length =
-        std::snprintf(text, sizeof text, "%04i-%02i-%02iT%02i:%02i:%02i.%i%s%02li:%02li", now.wYear, now.wMonth,
-                      now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds, offset < 0 ? "-" : "+",
-                      distance / MINUTES_PER_HOUR, distance % MINUTES_PER_HOUR);
+    const int length = std::snprintf(text, sizeof text, "%04i-%02i-%02iT%02i:%02i:%02i.%i%s%02li:%02li", now.wYear,
+                                     now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds,
+                                     offset < 0 ? "-" : "+", distance / MINUTES_PER_HOUR, distance % MINUTES_PER_HOUR);
     // A value that cannot be kept reads as no data.
     CInfoItem(item).SetStringA(text, static_cast<unsigned int>(length));
     return OBJ_E_NOERR;

@@ -77,8 +77,7 @@ std::string FirstWord(const std::string& text) {
 
 std::string PoolLine(const std::string& server, unsigned int minPoll) {
     const unsigned int maxPoll = std::min(minPoll + 1, HIGHEST_MAX_POLL);
-    const int length =
-        std::snprintf(nullptr, 0, NTP_CONFIG_POOL_CMD_TEMPLATE, server.c_str(), minPoll, maxPoll);
+    const int length = std::snprintf(nullptr, 0, NTP_CONFIG_POOL_CMD_TEMPLATE, server.c_str(), minPoll, maxPoll);
     std::string line(static_cast<std::size_t>(length) + 1, '\0');
     std::snprintf(line.data(), line.size(), NTP_CONFIG_POOL_CMD_TEMPLATE, server.c_str(), minPoll, maxPoll);
     line.pop_back();

@@ -77,8 +77,7 @@ void CObj0x8nn1::IterateTimezoneRootDir() {
     std::filesystem::directory_iterator entry(TIMEZONE_FILES_LOCATION, error);
     for (const std::filesystem::directory_iterator end; !error && entry != end; entry.increment(error)) {
         const std::string name = entry->path().filename().string();
-        if (FileExists(entry->path().string()) &&
-            !CStringHelper::EndsWith(name, TIMEZONE_DESCRIPTION_FILE_EXTENSION)) {
+        if (FileExists(entry->path().string()) && !CStringHelper::EndsWith(name, TIMEZONE_DESCRIPTION_FILE_EXTENSION)) {
             AddZone(name);
         }
     }

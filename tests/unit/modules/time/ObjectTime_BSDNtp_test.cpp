@@ -62,8 +62,8 @@ TEST_F(TimeNtpTest, ServerIsThatOfTheFirstPoolLine) {
 }
 
 TEST_F(TimeNtpTest, ServerReadsAsNoDataWhereThereIsNone) {
-    for (const char* text : {"", "server a.example.org\n", " pool a.example.org\n#pool a.example.org\n", "pool\n",
-                             "pool   \n"}) {
+    for (const char* text :
+         {"", "server a.example.org\n", " pool a.example.org\n#pool a.example.org\n", "pool\n", "pool   \n"}) {
         WriteText(NTP_CONF, text);
         EXPECT_FALSE(Read(SETTINGS, SERVER)) << text;
         EXPECT_EQ(m_code, 0xECA60105) << text;
@@ -84,6 +84,7 @@ TEST_F(TimeNtpTest, WithTheDaemonDisabledThereIsNoServerAndTheRefreshIs0) {
 
 TEST_F(TimeNtpTest, RefreshIsThePowerOfTwoOfTheMinpoll) {
     EXPECT_EQ(Read(SETTINGS, REFRESH), "80 00 00 00"_hex);
+
     const struct {
         const char* line;
         std::string value;
@@ -105,6 +106,7 @@ TEST_F(TimeNtpTest, RefreshIsThePowerOfTwoOfTheMinpoll) {
         {"pool a minpoll -1", "00 00 00 00"_hex},
         {"pool a minpoll -99999999999999999999", "00 00 00 00"_hex},
     };
+
     for (const auto& row : rows) {
         Configure(row.line);
         EXPECT_EQ(Read(SETTINGS, REFRESH), row.value) << row.line;
@@ -142,7 +144,8 @@ TEST_F(TimeNtpTest, ServerMayHaveTheCharactersOfNamesAndAddresses) {
     const std::string name = "-_.:0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
     EXPECT_EQ(Write(SERVER, name), OBJ_E_NOERR);
     EXPECT_EQ(Read(SETTINGS, SERVER), name);
-    for (const char* text : {"a b", "a\n", "a;reboot", "$(reboot)", "a/b", "[::1]", "a%s", "\xC3\xA4", "a\tb", "a\"b"}) {
+    for (const char* text :
+         {"a b", "a\n", "a;reboot", "$(reboot)", "a/b", "[::1]", "a%s", "\xC3\xA4", "a\tb", "a\"b"}) {
         EXPECT_EQ(Write(SERVER, text), 0xECA60107) << text;
     }
     EXPECT_EQ(Read(SETTINGS, SERVER), name);
@@ -233,13 +236,14 @@ TEST_F(TimeNtpTest, RefreshWrittenIsKeptAsAPowerOfTwo) {
         const char* line;
         std::string readBack;
     } rows[] = {
-        {"10 00 00 00"_hex, "minpoll 4 maxpoll 5", "10 00 00 00"_hex},        // 16
-        {"64 00 00 00"_hex, "minpoll 6 maxpoll 7", "40 00 00 00"_hex},        // 100
-        {"FF FF 00 00"_hex, "minpoll 15 maxpoll 16", "00 80 00 00"_hex},      // 65535
-        {"00 00 01 00"_hex, "minpoll 16 maxpoll 17", "00 00 01 00"_hex},      // 65536
-        {"00 00 02 00"_hex, "minpoll 17 maxpoll 17", "00 00 02 00"_hex},      // 131072
+        {"10 00 00 00"_hex, "minpoll 4 maxpoll 5", "10 00 00 00"_hex},   // 16
+        {"64 00 00 00"_hex, "minpoll 6 maxpoll 7", "40 00 00 00"_hex},   // 100
+        {"FF FF 00 00"_hex, "minpoll 15 maxpoll 16", "00 80 00 00"_hex}, // 65535
+        {"00 00 01 00"_hex, "minpoll 16 maxpoll 17", "00 00 01 00"_hex}, // 65536
+        {"00 00 02 00"_hex, "minpoll 17 maxpoll 17", "00 00 02 00"_hex}, // 131072
         {"FF FF FF FF"_hex, "minpoll 31 maxpoll 17", "00 00 00 80"_hex},
     };
+
     for (const auto& row : rows) {
         m_standIns.ForgetCalls();
         EXPECT_EQ(Write(REFRESH, row.value), OBJ_E_NOERR) << row.line;

@@ -275,6 +275,7 @@ TEST_F(RealZoneTest, LocalTimeFollowsAWrittenZoneAtOnce) {
     // 2026-07-01 12:00:00 UTC
     FakeClock::now = timeval{1782907200, 0};
     std::filesystem::remove_all(NOTE);
+
     const struct {
         const char* zone;
         const char* abbreviation;
@@ -285,6 +286,7 @@ TEST_F(RealZoneTest, LocalTimeFollowsAWrittenZoneAtOnce) {
         {"America/St_Johns", "NDT", "2026-07-01T09:30:00.0-02:30", "18 DE 44 6A"_hex},
         {"UTC", "UTC", "2026-07-01T12:00:00.0+00:00", "40 01 45 6A"_hex},
     };
+
     for (const auto& row : rows) {
         Read(SETTINGS, ZONE);
         const auto& zones = CObj0x8nn1::m_arrTimezones;

@@ -65,6 +65,7 @@ TEST_F(TimeModuleTest, ItemsOfTheSettingsHaveTheirTypesTriggersAndNames) {
         {4, 10025, RdNotSupported, WrNotSupported},
         {7, 10027, CObj0x8nn1::ReadTimeLocal, WrNotSupported},
     };
+
     Read(SETTINGS, 0);
     const CRef<CObject> settings = m_dictionary->GetObjectRef(SETTINGS);
     unsigned char subIndex = 0;
