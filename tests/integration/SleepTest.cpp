@@ -1,10 +1,12 @@
 // The sleep that follows half a minute without requests, at its real length.
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <thread>
 
 #include "ServiceTest.h"
+#include "mdp/Client.h"
 
 namespace {
 
@@ -35,20 +37,45 @@ protected:
         }
         return std::to_string(answer[4 + 8 + 56]);
     }
+
+    // Item 0 of the second list of zones, object 3 of the module of type 3.
+    Bytes NumberOfZones() const {
+        const auto modules = m_client.ListModules();
+        EXPECT_TRUE(modules);
+        const auto time =
+            std::find_if(modules->begin(), modules->end(), [](const Mdp::Module& module) { return module.type == 3; });
+        if (time == modules->end()) {
+            ADD_FAILURE() << "no module";
+            return {};
+        }
+        const Bytes answer = WireClient::Transact(
+            Join({"2C 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  00 00"_hex,
+                  Little(time->Data(3), 2), "00 00  00 00 00 00 00 00 00 00  02 00 00 00  00 00"_hex}));
+        EXPECT_EQ(answer.size(), 24U);
+        return {answer.end() - 2, answer.end()};
+    }
+
+    const Mdp::Client m_client;
 };
 
 } // namespace
 
-TEST_F(SleepTest, TextsAreForgottenHalfAMinuteAfterTheLastQuestionAndNotBefore) {
+TEST_F(SleepTest, TextsAndZonesAreForgottenHalfAMinuteAfterTheLastQuestionAndNotBefore) {
     NameTheAddress("ab");
     EXPECT_EQ(NameOfTheAddress(), "2");
+    const Bytes zones = NumberOfZones();
     NameTheAddress("abc");
+    std::ofstream("/usr/share/zoneinfo/New") << "TZif";
     const auto start = std::chrono::steady_clock::now();
     // Questions keep them.
     std::this_thread::sleep_for(15s);
     EXPECT_EQ(NameOfTheAddress(), "2");
+    EXPECT_EQ(NumberOfZones(), zones);
     std::this_thread::sleep_until(start + 15s + 29s);
     EXPECT_EQ(NameOfTheAddress(), "2");
+    EXPECT_EQ(NumberOfZones(), zones);
     std::this_thread::sleep_for(41s);
     EXPECT_EQ(NameOfTheAddress(), "3");
+    // The module made its list anew.
+    EXPECT_NE(NumberOfZones(), zones);
 }

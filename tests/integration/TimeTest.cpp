@@ -98,9 +98,13 @@ protected:
     // What a read answers behind its record's head; the code goes to m_code.
     Bytes ReadFrom(std::uint16_t index, std::uint8_t subIndex, std::uint8_t flags = 0) {
         constexpr std::size_t Room = 8192;
-        const Bytes answer = WireClient::Transact(
-            Join({Little(24 + 18 + Room, 8), "18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  00 00"_hex,
-                  Little(index, 2), {flags, subIndex}, Bytes(8), Little(Room, 4), Bytes(Room)}));
+        const Bytes answer = WireClient::Transact(Join({Little(24 + 18 + Room, 8),
+                                                        "18 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  00 00"_hex,
+                                                        Little(index, 2),
+                                                        {flags, subIndex},
+                                                        Bytes(8),
+                                                        Little(Room, 4),
+                                                        Bytes(Room)}));
         if (answer.size() < 22) {
             ADD_FAILURE() << "no answer";
             return {};
@@ -128,9 +132,15 @@ protected:
 
     std::uint32_t Write(std::uint8_t subIndex, const Bytes& value) {
         const std::size_t end = 24 + 18 + value.size();
-        const Bytes answer = WireClient::Transact(
-            Join({Little(end, 8), "18 00 00 00 00 00 00 00"_hex, Little(end, 8), "00 00"_hex, Little(m_settings, 2),
-                  {0, subIndex}, Bytes(8), Little(value.size(), 4), value}));
+        const Bytes answer = WireClient::Transact(Join({Little(end, 8),
+                                                        "18 00 00 00 00 00 00 00"_hex,
+                                                        Little(end, 8),
+                                                        "00 00"_hex,
+                                                        Little(m_settings, 2),
+                                                        {0, subIndex},
+                                                        Bytes(8),
+                                                        Little(value.size(), 4),
+                                                        value}));
         if (answer.size() != 22) {
             ADD_FAILURE() << "no answer";
             return 0xFFFFFFFF;
