@@ -63,6 +63,9 @@ public:
     ObjResult GetEntryDescription(unsigned short index, unsigned char subIndex, unsigned int language,
                                   TMdpSDOValueInfo* info);
 
+    // True once the last use has gone: what is put to sleep then is never woken again.
+    bool IsEnding() const { return m_stopping.load(std::memory_order_relaxed); }
+
     void StartCleanupTimer();
     void StopCleanupTimer();
     // One cleanup pass: puts to sleep what was not asked for during the inactivity limit, and drops the texts.

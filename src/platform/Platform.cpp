@@ -14,8 +14,8 @@ std::string GetBiosVersionFull() {
     return Host::GetKernelEnvironment("smbios.bios.version");
 }
 
-std::uint16_t GetPartitionLettersByDriveIndex(unsigned int&) {
-    return 0;
+std::string GetPartitionLettersByDriveIndex(unsigned int&) {
+    return {};
 }
 
 } // namespace Platform

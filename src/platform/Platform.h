@@ -12,7 +12,7 @@ std::uint32_t UptimeInSeconds(unsigned long& seconds);
 // At most 254 bytes; empty where the firmware tells no version.
 std::string GetBiosVersionFull();
 
-// The partition letters of a drive, one bit each: always 0, as there are no letters on this system.
-std::uint16_t GetPartitionLettersByDriveIndex(unsigned int& driveIndex);
+// The partition letters of a drive: always empty, as there are no letters on this system.
+std::string GetPartitionLettersByDriveIndex(unsigned int& driveIndex);
 
 } // namespace Platform

@@ -5,9 +5,11 @@
 #include "log/Logger.h"
 #include "modules/ObjectFSO.h"
 #include "modules/ObjectGeneral.h"
+#include "modules/ObjectMassStorageMonitoring_XP.h"
 #include "modules/ObjectMemory_BSD.h"
 #include "modules/ObjectOperatingSystem.h"
 #include "modules/ObjectSwVersions.h"
+#include "modules/dskmgmt/ObjectDskMgmt.h"
 #include "modules/nic/ObjectNic_BSD.h"
 #include "modules/time/ObjectTime_BSD.h"
 #include "service/RequestRecord.h"
@@ -25,7 +27,9 @@ struct TModule {
 constexpr TModule MODULES[] = {
     {General::Create, "General created."},
     {NIC::Create, "NIC created."},
+    {DiskManagement::Create, "DiskManagement created."},
     {SwVersions::Create, "Software created."},
+    {MassStorageMonitoring::Create, "MassStorageMonitoring created."},
     {FSO::Create, "FileSystemObject FSO created."},
     {MDPOperatingSystem::Create, "OperatingSystem created."},
     {Memory::Create, "Memory created."},

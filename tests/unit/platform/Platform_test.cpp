@@ -23,7 +23,7 @@ TEST(Platform, BiosVersionIsThatOfTheKernelEnvironment) {
 
 TEST(Platform, NoDriveHasPartitionLetters) {
     unsigned int drive = 0;
-    EXPECT_EQ(Platform::GetPartitionLettersByDriveIndex(drive), 0U);
+    EXPECT_EQ(Platform::GetPartitionLettersByDriveIndex(drive), "");
     EXPECT_EQ(drive, 0U);
 }
 
