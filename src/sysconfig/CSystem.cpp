@@ -93,14 +93,10 @@ std::uint32_t CSystem::Execute(const std::string& command, std::vector<std::stri
     if (file.empty()) {
         return static_cast<std::uint32_t>(errno);
     }
-    // On failure the file is left behind, for whoever looks into it.
-    if (const int status = std::system((command + " > " + file).c_str()); status != 0) {
-        return static_cast<std::uint32_t>(status);
-    }
-    if (const std::uint32_t status = ReadFile(file, output); status != 0) {
-        return status;
-    }
-    return static_cast<std::uint32_t>(std::remove(file.c_str()));
+    const int exit = std::system((command + " > " + file).c_str());
+    const std::uint32_t status = exit != 0 ? static_cast<std::uint32_t>(exit) : ReadFile(file, output);
+    const int removed = std::remove(file.c_str()); // in any case: what fails every few seconds would fill the disc
+    return status != 0 ? status : static_cast<std::uint32_t>(removed);
 }
 
 std::uint32_t CSystem::Execute(const std::string& command, std::string& output) {

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <memory>
 
-#include "LogCapture.h"
 #include "FakeDrives.h"
+#include "LogCapture.h"
 #include "hardware/drives/CPhysicalDriveNVMe.h"
 #include "hardware/drives/CPhysicalDriveRAID.h"
 #include "hardware/drives/CPhysicalDrive_Posix.h"
@@ -187,8 +187,8 @@ TEST_F(PhysicalDriveTest, RecordedAttributesAreRead) {
     Load(fake.thresholds, "ada0-smart-thresholds.bin");
     auto drive = Updated();
     EXPECT_EQ(drive->ReadSmart(), 0U);
-    EXPECT_THAT(FakeDrives::calls, ElementsAre("open /dev/ada0", "ata B0 D0 4F C2 60000 512",
-                                               "ata B0 D1 4F C2 60000 512", "close"));
+    EXPECT_THAT(FakeDrives::calls,
+                ElementsAre("open /dev/ada0", "ata B0 D0 4F C2 60000 512", "ata B0 D1 4F C2 60000 512", "close"));
     EXPECT_EQ(drive->AttributeCount(), 7U);
     const TSmartInfo temperature = drive->GetSmartInfoByID(0xBE);
     EXPECT_EQ(temperature.id, 0xBE);

@@ -41,16 +41,14 @@ protected:
 TEST_F(XmlSmartDescriptionTest, AMissingFileFailsWithItsName) {
     std::filesystem::remove(CXmlSmartDescription::FILE_PATH);
     EXPECT_EQ(m_descriptions.LoadXML(), 0xECA60001U);
-    EXPECT_THAT(m_log.TakeLines(),
-                ElementsAre("Error: (2) Could not load xml-file \"/usr/local/bin/mdpdrive.xml\""));
+    EXPECT_THAT(m_log.TakeLines(), ElementsAre("Error: (2) Could not load xml-file \"/usr/local/bin/mdpdrive.xml\""));
     EXPECT_EQ(NameOf("M", "F"), "-");
 }
 
 TEST_F(XmlSmartDescriptionTest, AFileThatIsNoXmlFails) {
     std::ofstream(CXmlSmartDescription::FILE_PATH) << "<DRIVE_SMART_CONFIG><DEVICE>";
     EXPECT_EQ(m_descriptions.LoadXML(), 0xECA60001U);
-    EXPECT_THAT(m_log.TakeLines(),
-                ElementsAre("Error: (0) Could not load xml-file \"/usr/local/bin/mdpdrive.xml\""));
+    EXPECT_THAT(m_log.TakeLines(), ElementsAre("Error: (0) Could not load xml-file \"/usr/local/bin/mdpdrive.xml\""));
 }
 
 TEST_F(XmlSmartDescriptionTest, AnEntryIsReadWithItsRulesInTheirOrder) {
@@ -59,8 +57,9 @@ TEST_F(XmlSmartDescriptionTest, AnEntryIsReadWithItsRulesInTheirOrder) {
          "<z name='C' id='ff' datatype=''/></DEVICE>");
     CSmartDeviceDescription description("M 1", "F");
     EXPECT_EQ(m_descriptions.GetSmartDeviceDescription(description), 0U);
-    EXPECT_THAT(m_log.TakeLines(),
-                ElementsAre("None: xpath: //DRIVE_SMART_CONFIG/DEVICE[@model='M 1' and (@firmware='F' or @firmware='')]"));
+    EXPECT_THAT(
+        m_log.TakeLines(),
+        ElementsAre("None: xpath: //DRIVE_SMART_CONFIG/DEVICE[@model='M 1' and (@firmware='F' or @firmware='')]"));
     EXPECT_EQ(description.name, L"Name");
     EXPECT_EQ(description.firmware, L""); // the entry's
     EXPECT_EQ(description.type, 2);
@@ -101,7 +100,7 @@ TEST_F(XmlSmartDescriptionTest, AnyModelTextIsAnsweredWithoutAnException) {
     EXPECT_EQ(NameOf("x' or @model='A", "F"), "-");
     EXPECT_EQ(NameOf("x", "' or '1'='1"), "-");
     EXPECT_EQ(NameOf("", "F"), "empty");
-    EXPECT_EQ(NameOf("\xff\xfe", "F"), "-"); // not cut to nothing
+    EXPECT_EQ(NameOf("\xff\xfe", "F"), "-");            // not cut to nothing
     EXPECT_EQ(NameOf(std::string(300, 'M'), "F"), "-"); // more than a query holds
     EXPECT_EQ(NameOf("[]()@/*|\n\t", "F"), "-");
 }

@@ -16,8 +16,8 @@ struct TFakeAta {
 struct TFakeNvme {
     std::array<unsigned char, 4096> identify = {};
     std::array<unsigned char, 512> log = {};
-    int fails = -1;           // the opcode that fails with EIO
-    int refused = -1;         // the opcode that completes with a status
+    int fails = -1;            // the opcode that fails with EIO
+    int refused = -1;          // the opcode that completes with a status
     unsigned short status = 1; // of what is not refused: bit 0 tells nothing
 };
 
@@ -36,8 +36,8 @@ struct FakeDrives {
     static TFakeAta Ata(const std::string& serial, const std::string& model, const std::string& firmware,
                         unsigned smart = 3);
     // Puts an attribute, with a threshold, in the place, and makes both checksums right.
-    static void Put(TFakeAta& drive, unsigned place, unsigned char id, unsigned char value,
-                    unsigned long long raw, unsigned char threshold = 0);
+    static void Put(TFakeAta& drive, unsigned place, unsigned char id, unsigned char value, unsigned long long raw,
+                    unsigned char threshold = 0);
     static void FixChecksums(TFakeAta& drive);
     static TFakeNvme Nvme(const std::string& serial, const std::string& model, const std::string& firmware);
 };

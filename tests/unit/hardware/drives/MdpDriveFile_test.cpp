@@ -9,16 +9,18 @@
 namespace {
 
 const std::set<std::string> VOCABULARY = {
-    "EraseCountAverage",  "EraseCountAverage2",     "EraseCountSpecified", "CyclesLeftPercent",
-    "SpareBlocksUsed",    "SpareBlocksRemaining",   "SpareBlocksLeftPercent",
-    "ReallocatedSectors", "SpinRetries",            "PendingSectors",      "UltraDmaCrcErrors",
+    "EraseCountAverage", "EraseCountAverage2",   "EraseCountSpecified",    "CyclesLeftPercent",
+    "SpareBlocksUsed",   "SpareBlocksRemaining", "SpareBlocksLeftPercent", "ReallocatedSectors",
+    "SpinRetries",       "PendingSectors",       "UltraDmaCrcErrors",
 };
 const std::set<std::string> HARD_DISK_NAMES = {"ReallocatedSectors", "SpinRetries", "PendingSectors",
                                                "UltraDmaCrcErrors"};
 
 class MdpDriveFile : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(m_document.load_file(MDPDRIVE_FILE, pugi::parse_default | pugi::parse_comments)); }
+    void SetUp() override {
+        ASSERT_TRUE(m_document.load_file(MDPDRIVE_FILE, pugi::parse_default | pugi::parse_comments));
+    }
 
     pugi::xml_object_range<pugi::xml_named_node_iterator> Devices() const {
         return m_document.child("DRIVE_SMART_CONFIG").children("DEVICE");
