@@ -1,6 +1,9 @@
 #include "modules/ObjectFSO.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,6 +12,7 @@
 #include <vector>
 
 #include "dictionary/ModuleObjects.h"
+#include "platform/CFileDescriptor.h"
 #include "platform/LittleEndian.h"
 #include "platform/OsUserFile.h"
 #include "platform/OsUserFindFile.h"
@@ -38,8 +42,8 @@ constexpr mode_t MODE_EXECUTE = 0111;
 constexpr mode_t MODE_READONLY = 0444;
 constexpr mode_t MODE_WRITABLE = 0664;
 
-// Longest path that a recursive deletion forms, with its end mark.
-constexpr std::size_t DELETE_PATH_SIZE = 1022;
+// A recursive deletion goes no deeper: each level holds a descriptor, and what is below the last one stays.
+constexpr int DELETE_DEPTH = 512;
 
 ObjResult LastError() {
     return OsResult(static_cast<std::uint32_t>(OsUserGetLastError()));
@@ -145,6 +149,69 @@ ObjResult CopyOrMove(std::span<const unsigned char> request) {
     return done ? OBJ_E_NOERR : LastError();
 }
 
+mode_t ModeFor(mode_t present, unsigned int attributes) {
+    const mode_t mode = (attributes & ATTRIBUTE_READONLY) != 0 ? MODE_READONLY : MODE_WRITABLE;
+    return (present & MODE_EXECUTE) | mode;
+}
+
+// Special files are not; a link is deleted itself, whatever it points to.
+bool IsDeletable(mode_t mode) {
+    return S_ISREG(mode) || S_ISLNK(mode);
+}
+
+// The names in a directory but those that begin with a dot, as a listing tells them.
+std::vector<std::string> NamesIn(int directory) {
+    std::vector<std::string> names;
+    CFileDescriptor descriptor(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(descriptor.Get()), &closedir);
+    if (stream == nullptr) {
+        return names;
+    }
+    descriptor.Release(); // the stream's now
+    while (const dirent* entry = readdir(stream.get())) {
+        if (entry->d_name[0] != '.') {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool DeleteEntry(int directory, const char* name, int depth);
+
+// Deletes the directory `name` in an open one with what is in it. Everything goes through open directories, and none is
+// opened through a link: whoever moves entries about meanwhile cannot lead the deletion elsewhere.
+bool DeleteTree(int parent, const char* name, int depth) {
+    bool done = true;
+    if (depth > 0) {
+        const CFileDescriptor directory(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        // One that cannot be read counts as empty.
+        if (directory) {
+            for (const std::string& entry : NamesIn(directory.Get())) {
+                done &= DeleteEntry(directory.Get(), entry.c_str(), depth - 1);
+            }
+        }
+    }
+    return unlinkat(parent, name, AT_REMOVEDIR) == 0 && done;
+}
+
+bool DeleteEntry(int directory, const char* name, int depth) {
+    struct stat status {};
+
+    if (fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        return false;
+    }
+    if (S_ISDIR(status.st_mode)) {
+        return DeleteTree(directory, name, depth);
+    }
+    if (IsDeletable(status.st_mode)) {
+        return unlinkat(directory, name, 0) == 0;
+    }
+    // Meant: it stays, but writable, since all bits of its attribute word are set and one of them means read-only.
+    fchmodat(directory, name, ModeFor(status.st_mode, 0), AT_SYMLINK_NOFOLLOW);
+    return false;
+}
+
 ObjResult Delete(std::span<const unsigned char> request) {
     CRecordReader record(request);
     const auto length = record.Take<std::uint32_t>();
@@ -157,16 +224,26 @@ ObjResult Delete(std::span<const unsigned char> request) {
         return OBJ_E_INVALIDARG;
     }
 
+    // A slash at the end of a link's name would lead behind it.
+    std::string entry = path.substr(0, path.find_last_not_of('/') + 1);
+    if (entry.empty()) {
+        entry = "/";
+    }
+
     struct stat status {};
 
-    if (stat(path.c_str(), &status) != 0) {
+    if (lstat(entry.c_str(), &status) != 0) {
         return LastError();
     }
+    const bool isDirectory = S_ISDIR(status.st_mode);
+    if (!isDirectory && !S_ISLNK(status.st_mode) && path.back() == '/') {
+        return OsResult(ENOTDIR);
+    }
     bool done = false;
-    if (S_ISDIR(status.st_mode)) {
-        done = recursive != 0 ? DeleteDirectory(path.c_str()) : OsUserRemoveDirectory(path.c_str()) != 0;
-    } else if (S_ISREG(status.st_mode)) {
-        done = OsUserDeleteFile(path.c_str()) != 0;
+    if (isDirectory) {
+        done = recursive != 0 ? DeleteDirectory(entry.c_str()) : unlinkat(AT_FDCWD, entry.c_str(), AT_REMOVEDIR) == 0;
+    } else if (IsDeletable(status.st_mode)) {
+        done = unlinkat(AT_FDCWD, entry.c_str(), 0) == 0;
     }
     return done ? OBJ_E_NOERR : OBJ_E_FAILED;
 }
@@ -218,29 +295,7 @@ ObjResult Create() {
 }
 
 bool DeleteDirectory(const char* path) {
-    char name[DELETE_PATH_SIZE];
-    bool done = true;
-    std::snprintf(name, sizeof name, "%s/*", path);
-    {
-        _WIN32_FIND_DATAA entry;
-        CSearch search(name, entry);
-        bool more = static_cast<bool>(search);
-        for (; more; more = search.Next(entry)) {
-            if (IsDotEntry(entry)) {
-                continue;
-            }
-            // A name that does not fit would be another one.
-            if (std::snprintf(name, sizeof name, "%s/%s", path, entry.cFileName) >= static_cast<int>(sizeof name)) {
-                done = false;
-                continue;
-            }
-            if ((entry.dwFileAttributes & ATTRIBUTE_READONLY) != 0) {
-                done &= SetFileAttributes(name, 0) != 0;
-            }
-            done &= IsDirectory(entry) ? DeleteDirectory(name) : OsUserDeleteFile(name) != 0;
-        }
-    }
-    return OsUserRemoveDirectory(path) != 0 && done;
+    return DeleteTree(AT_FDCWD, path, DELETE_DEPTH);
 }
 
 int SetFileAttributes(const char* path, unsigned int attributes) {
@@ -249,8 +304,7 @@ int SetFileAttributes(const char* path, unsigned int attributes) {
     if (stat(path, &status) != 0) {
         return 0;
     }
-    const mode_t mode = (attributes & ATTRIBUTE_READONLY) != 0 ? MODE_READONLY : MODE_WRITABLE;
-    return chmod(path, (status.st_mode & MODE_EXECUTE) | mode) == 0 ? 1 : 0;
+    return chmod(path, ModeFor(status.st_mode, attributes)) == 0 ? 1 : 0;
 }
 
 void CObj0xBnn0::DoWork(void* /*argument*/) {

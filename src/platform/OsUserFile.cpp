@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,25 @@
 namespace {
 
 constexpr std::size_t COPY_BLOCK_SIZE = 65536;
+
+// What every file is opened with: a pipe or a device must not hold its user up, no terminal becomes the service's own,
+// and the programs that the service runs do not inherit what clients have open.
+constexpr int OPEN_ALWAYS = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+// The flags of open for a mode of fopen, or nothing where it is none.
+std::optional<int> OpenFlags(const char* mode) {
+    const bool both = std::strchr(mode, '+') != nullptr;
+    switch (*mode) {
+    case 'r':
+        return both ? O_RDWR : O_RDONLY;
+    case 'w':
+        return (both ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC;
+    case 'a':
+        return (both ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND;
+    default:
+        return std::nullopt;
+    }
+}
 
 bool IsRegularFile(const std::string& normalizedPath) {
     struct stat status;
@@ -38,7 +58,8 @@ bool CopyContents(int source, int destination) {
     for (;;) {
         const ssize_t count = read(source, block.data(), block.size());
         if (count <= 0) {
-            return count == 0;
+            // A pipe or device that has no data now is at its end.
+            return count == 0 || errno == EAGAIN;
         }
         if (!WriteAll(destination, block.data(), static_cast<std::size_t>(count))) {
             return false;
@@ -56,8 +77,21 @@ std::FILE* os_fopen(const char* path, const char* mode) {
         errno = ENOMEM;
         return nullptr;
     }
-    std::FILE* file = std::fopen(normalized.c_str(), mode);
-    if (file != nullptr && std::strncmp(mode, "a+", 2) == 0) {
+    const std::optional<int> flags = OpenFlags(mode);
+    if (!flags) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    CFileDescriptor descriptor(open(normalized.c_str(), *flags | OPEN_ALWAYS, 0666));
+    if (!descriptor) {
+        return nullptr;
+    }
+    std::FILE* file = fdopen(descriptor.Get(), mode);
+    if (file == nullptr) {
+        return nullptr;
+    }
+    descriptor.Release();
+    if (std::strncmp(mode, "a+", 2) == 0) {
         std::fseek(file, 0, SEEK_SET);
     }
     return file;
@@ -121,13 +155,13 @@ std::int32_t OsUserMoveFile(const char* source, const char* destination, std::ui
 }
 
 std::int32_t OsUserCopyFile(const char* source, const char* destination, std::int32_t failIfExists) {
-    const CFileDescriptor from(open(OsUserNormalizePath(source).c_str(), O_RDONLY | O_CLOEXEC));
+    const CFileDescriptor from(open(OsUserNormalizePath(source).c_str(), O_RDONLY | OPEN_ALWAYS));
     if (!from) {
         return 0;
     }
     const int exclusive = failIfExists != 0 ? O_EXCL : 0;
     const CFileDescriptor to(
-        open(OsUserNormalizePath(destination).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | exclusive, 0));
+        open(OsUserNormalizePath(destination).c_str(), O_WRONLY | O_CREAT | O_TRUNC | OPEN_ALWAYS | exclusive, 0));
     struct stat status;
     if (!to || fstat(from.Get(), &status) != 0 || fchmod(to.Get(), status.st_mode & 07777) != 0) {
         return 0;

@@ -19,7 +19,8 @@ inline constexpr std::uint32_t OSUSER_ATTRIBUTE_FAILED = 0xFFFFFFFF;
 // Bit of the flags of OsUserMoveFile.
 inline constexpr std::uint32_t OSUSER_MOVE_REPLACE_EXISTING = 1;
 
-// fopen; "a+" starts to read at the start of the file. Null on failure.
+// fopen without waiting: a pipe or device that has no data now reads as its end, one that nobody reads is not opened
+// for writing. "a+" starts to read at the start of the file. Null on failure.
 std::FILE* os_fopen(const char* path, const char* mode);
 
 // The plain results of mkdir and rmdir.
@@ -41,5 +42,6 @@ std::int32_t OsUserPathFileExists(const char* path);
 // Without OSUSER_MOVE_REPLACE_EXISTING refuses with EEXIST to replace a regular file; whatever else is left to rename.
 std::int32_t OsUserMoveFile(const char* source, const char* destination, std::uint32_t flags);
 
-// Copies contents and mode; a copy that failed leaves the partial destination in place.
+// Copies contents and mode, of a pipe or device what it has now; a copy that failed leaves the partial destination in
+// place.
 std::int32_t OsUserCopyFile(const char* source, const char* destination, std::int32_t failIfExists);

@@ -1,5 +1,6 @@
 #include "modules/ObjectFSO.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -312,6 +313,54 @@ TEST_F(ObjectFSO, AReadOfAMissingFileOrOneWithADoubleBackslashIsRefusedAndCloses
     EXPECT_EQ(Call(READ, OpenRequest(m_folder + "\\f", 100)).status, 1);
 }
 
+TEST_F(ObjectFSO, APipeThatNobodyWritesIsAtItsEnd) {
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(Call(READ, OpenRequest(Path("pipe"), 100)), (TAnswer{1, U32(0) + U32(0) + U32(1)}));
+}
+
+TEST_F(ObjectFSO, APipeGivesWhatItHasNowAndIsThenAtItsEnd) {
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    const int pipe = open(Path("pipe").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(write(pipe, "abc", 3), 3);
+    EXPECT_EQ(Call(READ, OpenRequest(Path("pipe"), 100)), (TAnswer{1, U32(3) + U32(0) + U32(1) + "abc"}));
+    EXPECT_EQ(Call(COPY, CopyRequest(Path("pipe"), Path("copy"), 1)), DONE);
+    EXPECT_EQ(Content("copy"), "");
+    close(pipe);
+}
+
+TEST_F(ObjectFSO, APipeThatNobodyReadsIsNotOpenedForWriting) {
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    MakeFile("f", "content");
+    EXPECT_EQ(Call(WRITE, WriteOpenRequest(Path("pipe"), "data", 1)), Failure(0xECA60001));
+    EXPECT_EQ(Call(COPY, CopyRequest(Path("f"), Path("pipe"), 3)), Failure(0xECA70000 | ENXIO));
+}
+
+TEST_F(ObjectFSO, APipeThatIsFullTakesNoMore) {
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    const int pipe = open(Path("pipe").c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(Call(WRITE, WriteOpenRequest(Path("pipe"), std::string(1 << 20, 'x'), 1)), Failure(0xECA60001));
+    close(pipe);
+}
+
+TEST_F(ObjectFSO, FilesOfClientsAreNotForTheProgramsThatAreStarted) {
+    MakeFile("f", "content");
+    const TAnswer opened = Call(READ, OpenRequest(Path("f"), 14));
+    const TAnswer written = Call(WRITE, WriteOpenRequest(Path("w"), "data", 0));
+    ASSERT_EQ(opened.status, 1);
+    ASSERT_EQ(written.status, 1);
+    int seen = 0;
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        const std::string target = fs::read_symlink(entry.path(), error);
+        if (target == Path("f") || target == Path("w")) {
+            ++seen;
+            EXPECT_NE(fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC, 0) << target;
+        }
+    }
+    EXPECT_EQ(seen, 2);
+    Call(WRITE, WriteNextRequest(GetU32(written.data, 0), "", 1));
+}
+
 TEST_F(ObjectFSO, AFileIsWrittenInChunks) {
     EXPECT_EQ(Call(WRITE, WriteOpenRequest(Path("f"), "abc", 0)), (TAnswer{1, U32(1)}));
     EXPECT_EQ(Call(WRITE, WriteNextRequest(1, "\0de"s, 0)), (TAnswer{1, U32(1)}));
@@ -437,23 +486,97 @@ TEST_F(ObjectFSO, DeletingGoesOnBehindAFailureAndTellsIt) {
     EXPECT_TRUE(fs::exists(Path("d/.hidden")));
 }
 
-TEST_F(ObjectFSO, DeletingADirectoryFollowsLinksToDirectoriesAndLeavesSpecialFiles) {
-    fs::create_directories(Path("d"));
+TEST_F(ObjectFSO, DeletingADirectoryDeletesItsLinksAndNothingBehindThem) {
+    fs::create_directories(Path("d/sub"));
     fs::create_directories(Path("outside"));
-    MakeFile("outside/seen", "");
-    fs::create_directory_symlink(Path("outside"), Path("d/link"));
+    MakeFile("outside/kept", "");
+    ASSERT_EQ(mkfifo(Path("device").c_str(), 0600), 0);
+    fs::create_directory_symlink(Path("outside"), Path("d/directory"));
+    fs::create_directory_symlink(Path("outside"), Path("d/sub/directory"));
+    fs::create_symlink(Path("outside/kept"), Path("d/file"));
+    fs::create_symlink(Path("device"), Path("d/device"));
+    fs::create_symlink(Path("nothing"), Path("d/a-dangling-one"));
     MakeFile("d/x", "");
-    EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), Failure(0xECA60001));
-    EXPECT_FALSE(fs::exists(Path("outside/seen")));
-    EXPECT_TRUE(fs::is_symlink(Path("d/link")));
-    EXPECT_FALSE(fs::exists(Path("d/x")));
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), DONE);
+    EXPECT_FALSE(fs::exists(Path("d")));
+    EXPECT_TRUE(fs::exists(Path("outside/kept")));
+    EXPECT_EQ(fs::status(Path("device")).permissions(), fs::perms{0600});
+}
 
-    fs::remove(Path("d/link"));
-    ASSERT_EQ(mkfifo(Path("d/pipe").c_str(), 0600), 0);
+TEST_F(ObjectFSO, DeletingALinkLeavesWhatItPointsTo) {
+    fs::create_directories(Path("outside"));
+    MakeFile("outside/kept", "");
+    ASSERT_EQ(mkfifo(Path("device").c_str(), 0600), 0);
+    for (const char* target : {"outside", "outside/kept", "device", "nothing"}) {
+        for (const char* spelling : {"link", "link/", "link//"}) {
+            for (const std::uint32_t recursive : {0U, 1U}) {
+                fs::create_symlink(Path(target), Path("link"));
+                EXPECT_EQ(Call(DELETE, PathRequest(Path(spelling), recursive)), DONE) << target << spelling;
+                EXPECT_FALSE(fs::is_symlink(fs::symlink_status(Path("link")))) << target << spelling;
+            }
+        }
+    }
+    EXPECT_TRUE(fs::exists(Path("outside/kept")));
+    EXPECT_EQ(fs::status(Path("device")).permissions(), fs::perms{0600});
+}
+
+TEST_F(ObjectFSO, ADirectoryBehindALinkInThePathIsDeleted) {
+    fs::create_directories(Path("outside/d"));
+    fs::create_directory_symlink(Path("outside"), Path("link"));
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("link/d/"), 1)), DONE);
+    EXPECT_FALSE(fs::exists(Path("outside/d")));
+    EXPECT_TRUE(fs::exists(Path("outside")));
+}
+
+TEST_F(ObjectFSO, ASlashBehindAFileIsNoDirectory) {
+    MakeFile("f", "");
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("f/"), 1)), Failure(0xECA70000 | ENOTDIR));
+    EXPECT_TRUE(fs::exists(Path("f")));
+}
+
+TEST_F(ObjectFSO, DeletingADirectoryLeavesSpecialFilesWritable) {
+    fs::create_directories(Path("d"));
+    ASSERT_EQ(mkfifo(Path("d/pipe").c_str(), 0500), 0);
     MakeFile("d/x", "");
     EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), Failure(0xECA60001));
     EXPECT_TRUE(fs::exists(Path("d/pipe")));
+    EXPECT_EQ(fs::status(Path("d/pipe")).permissions(), fs::perms{0764});
     EXPECT_FALSE(fs::exists(Path("d/x")));
+}
+
+TEST_F(ObjectFSO, DeletingTakesNamesAsTheyAre) {
+    fs::create_directory(Path("d"));
+    MakeFile("d/f", "");
+    MakeFile("d\\f", "");
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("d\\f"), 0)), DONE);
+    EXPECT_TRUE(fs::exists(Path("d/f")));
+    EXPECT_FALSE(fs::exists(Path("d\\f")));
+
+    // Its path in one piece would be longer than a path may be.
+    fs::path deep = Path("deep");
+    const fs::path start = fs::current_path();
+    fs::create_directory(deep);
+    fs::current_path(deep);
+    for (int level = 0; level < 20; ++level) {
+        fs::create_directory(std::string(255, 'x'));
+        fs::current_path(std::string(255, 'x'));
+    }
+    fs::current_path(start);
+    EXPECT_EQ(Call(DELETE, PathRequest(deep, 1)), DONE);
+    EXPECT_FALSE(fs::exists(deep));
+}
+
+TEST_F(ObjectFSO, ATreeThatIsTooDeepIsDeletedDownToItsLimit) {
+    const fs::path start = fs::current_path();
+    fs::create_directory(Path("d"));
+    fs::current_path(Path("d"));
+    for (int level = 0; level < 600; ++level) {
+        fs::create_directory("x");
+        fs::current_path("x");
+    }
+    fs::current_path(start);
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), Failure(0xECA60001));
+    EXPECT_TRUE(fs::exists(Path("d")));
 }
 
 TEST_F(ObjectFSO, DeletingTakesNoBackslashes) {
