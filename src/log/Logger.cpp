@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 
@@ -26,6 +27,13 @@ void AppendToLine(char character) {
     AppendToLine(text);
 }
 
+// For how long the end of the process waits for the system log.
+constexpr std::chrono::milliseconds FLUSH_LIMIT{2000};
+
+std::uint64_t RouteBit(logSeverity severity) {
+    return std::uint64_t{1} << severity % 64;
+}
+
 int SyslogPriority(logSeverity severity) {
     switch (severity) {
     case LOG_SEVERITY_ERROR:
@@ -47,12 +55,31 @@ CLogger::~CLogger() {
     Shutdown();
 }
 
-void CLogger::Shutdown() {
+bool CLogger::Shutdown() {
     LogMsg(LOG_SEVERITY_PROGRESS, "Logger is shutting down");
     ClearRoutes();
+    return Flush();
+}
+
+void CLogger::WriteInBackground() {
+    CSectionLock lock(m_section);
+    m_queue = std::make_unique<CLogQueue>();
+}
+
+bool CLogger::Flush() {
+    // Not under the section: others may log meanwhile.
+    return m_queue == nullptr || m_queue->Flush(FLUSH_LIMIT);
+}
+
+bool CLogger::MayBeRouted(logSeverity severity) const {
+    const std::uint64_t routed = m_routed.load(std::memory_order_relaxed);
+    return severity == LOG_SEVERITY_ALL ? routed != 0 : (routed & RouteBit(severity)) != 0;
 }
 
 void CLogger::LogMsgV(logSeverity severity, const char* format, va_list arguments) {
+    if (!MayBeRouted(severity)) {
+        return;
+    }
     CSectionLock lock(m_section);
     char text[512];
     std::vsnprintf(text, sizeof text, format, arguments);
@@ -87,18 +114,20 @@ void CLogger::AddRoute(logSeverity severity, logTarget target) {
 void CLogger::AddRoute(tag_STlogRoute route) {
     CSectionLock lock(m_section);
     m_routes.push_back(std::make_unique<tag_STlogRoute>(route));
+    m_routed |= route.severity == LOG_SEVERITY_ALL ? ~std::uint64_t{0} : RouteBit(route.severity);
 }
 
 void CLogger::ClearRoutes() {
     CSectionLock lock(m_section);
     m_routes.clear();
+    m_routed = 0;
 }
 
 void CLogger::RouteMessage(logSeverity severity, char* text) {
-    CSectionLock lock(m_section);
-    if (m_routes.empty()) {
+    if (!MayBeRouted(severity)) {
         return;
     }
+    CSectionLock lock(m_section);
     FormatMessage(severity, text);
     for (const auto& route : m_routes) {
         const bool applies =
@@ -162,7 +191,11 @@ void CLogger::LogConsole2(char* /*text*/) {
 void CLogger::LogMsgBox(char* /*text*/) {}
 
 void CLogger::LogEvent(char* text, logSeverity severity) {
-    syslog(SyslogPriority(severity), "%s", text);
+    if (m_queue != nullptr) {
+        m_queue->Put(SyslogPriority(severity), text);
+    } else {
+        syslog(SyslogPriority(severity), "%s", text);
+    }
 }
 
 char* CLogger::GetDate() {

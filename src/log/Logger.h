@@ -1,11 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "log/LogQueue.h"
 #include "platform/OsUserCriticalSection.h"
 
 // A bit value. Values without a name of their own are named "None".
@@ -29,7 +31,8 @@ struct tag_STlogRoute {
     std::uint32_t target;
 };
 
-// The log of the process. Any thread may call it: every operation takes the one recursive section.
+// The log of the process. Any thread may call it: every operation takes the one recursive section, but a message that
+// no route takes costs no lock.
 class CLogger {
 public:
     CLogger();
@@ -47,8 +50,15 @@ public:
     void AddRoute(logSeverity severity, logTarget target);
     void AddRoute(tag_STlogRoute route);
     void ClearRoutes();
-    // The last line; nothing is routed after it.
-    void Shutdown();
+    // The last line; nothing is routed after it. False where the system log has not taken all lines in time: it is not
+    // to be closed then, as a thread waits inside it.
+    bool Shutdown();
+
+    // From here on a thread of their own writes the lines for the system log, so that it holds up nobody. Not before
+    // the process has forked to become a daemon: the thread would stay behind.
+    void WriteInBackground();
+    // Waits for a short time until the system log has all lines; false where it has not taken them.
+    bool Flush();
 
     void RouteMessage(logSeverity severity, char* text);
     void FormatMessage(logSeverity severity, char* text);
@@ -64,9 +74,13 @@ public:
 
 private:
     void LogMsgV(logSeverity severity, const char* format, va_list arguments);
+    // False only where no route takes the message.
+    bool MayBeRouted(logSeverity severity) const;
 
     char m_format[32] = "%s: %m";
     std::vector<std::unique_ptr<tag_STlogRoute>> m_routes;
+    std::atomic<std::uint64_t> m_routed{0}; // a bit for the severity of each route, several may share one
+    std::unique_ptr<CLogQueue> m_queue;     // null as long as lines are written by who logs them
     CSection m_section;
 };
 

@@ -33,6 +33,7 @@ bool CDaemon::Start(bool doFork) {
             g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "Could not daemonize!");
             return false;
         }
+        g_pLogger->WriteInBackground();
         if (m_pidFile != nullptr) {
             Host::PidFileWrite(m_pidFile);
         }

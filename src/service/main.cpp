@@ -21,6 +21,10 @@ constexpr int EXIT_NOT_STARTED = 1;
 
 // The life of the service from the first log line to the last object.
 int RunService(int argc, char** argv) {
+    const bool doFork = GetDoFork(argc, argv);
+    if (!doFork) {
+        g_pLogger->WriteInBackground();
+    }
     for (const logSeverity severity : {LOG_SEVERITY_INFO, LOG_SEVERITY_WARNING, LOG_SEVERITY_ERROR}) {
         g_pLogger->AddRoute(severity, LOG_TARGET_SYSLOG);
     }
@@ -33,7 +37,7 @@ int RunService(int argc, char** argv) {
     Host::ExtendSearchPath();
 
     Hesperd::CDaemon daemon;
-    if (!daemon.Start(GetDoFork(argc, argv))) {
+    if (!daemon.Start(doFork)) {
         return EXIT_NOT_STARTED;
     }
     Hesperd::CMdp mdp;
@@ -62,6 +66,7 @@ int main(int argc, char** argv) {
     try {
         // A service that did not start leaves the logger and the system log as they are.
         if (RunService(argc, argv) == EXIT_NOT_STARTED) {
+            g_pLogger->Flush();
             return EXIT_NOT_STARTED;
         }
     } catch (const Hesperd::MdpException& exception) {
@@ -72,7 +77,8 @@ int main(int argc, char** argv) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "Main: Unknown exception!");
     }
     // Not deleted: connections and workers that are still busy may log until the process is gone.
-    g_pLogger->Shutdown();
-    closelog();
+    if (g_pLogger->Shutdown()) {
+        closelog();
+    }
     return EXIT_OK;
 }

@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <functional>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "../common/LogOf.h"
@@ -23,6 +26,12 @@ struct TSyslogCall {
 };
 
 std::vector<TSyslogCall> s_calls;
+
+// Calls of the system log that have begun.
+std::atomic<int> s_entered{0};
+
+// Held by a test while the system log is to hang; what was said before is in s_calls by then.
+std::mutex s_hanging;
 
 struct TSeverity {
     logSeverity severity;
@@ -59,6 +68,8 @@ extern "C" void __wrap_syslog(int priority, const char* format, ...) {
     char text[2048];
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
+    ++s_entered;
+    const std::lock_guard lock(s_hanging);
     s_calls.push_back({priority, text});
 }
 
@@ -186,4 +197,74 @@ TEST_F(LoggerTest, ValuesOfSeveritiesAndTargets) {
     EXPECT_EQ(LOG_TARGET_CONSOLE2, 8U);
     EXPECT_EQ(LOG_TARGET_SYSLOG, 16U);
     EXPECT_EQ(sizeof(tag_STlogRoute), 8U);
+}
+
+TEST_F(LoggerTest, InTheBackgroundLinesKeepTheirOrderAndTheirPriority) {
+    m_logger.AddRoute(LOG_SEVERITY_ALL, LOG_TARGET_SYSLOG);
+    m_logger.WriteInBackground();
+    std::vector<TSyslogCall> expected;
+    for (int i = 0; i < 500; ++i) {
+        m_logger.LogMsg(i % 2 == 0 ? LOG_SEVERITY_ERROR : LOG_SEVERITY_INFO, "%d", i);
+        expected.push_back({i % 2 == 0 ? 3 : 5, (i % 2 == 0 ? "Error: " : "Info: ") + std::to_string(i)});
+    }
+    EXPECT_TRUE(m_logger.Flush());
+    EXPECT_EQ(s_calls, expected);
+    m_logger.ClearRoutes();
+}
+
+TEST_F(LoggerTest, ASystemLogThatHangsHoldsUpNobodyAndWhatItMissedIsCounted) {
+    m_logger.AddRoute(LOG_SEVERITY_ERROR, LOG_TARGET_SYSLOG);
+    m_logger.WriteInBackground();
+    constexpr std::size_t more = 7;
+    {
+        const std::lock_guard hanging(s_hanging);
+        m_logger.LogMsg(LOG_SEVERITY_ERROR, "first");
+        EXPECT_FALSE(m_logger.Flush());
+        for (std::size_t i = 0; i < CLogQueue::CAPACITY + more; ++i) {
+            m_logger.LogMsg(LOG_SEVERITY_ERROR, "%zu", i);
+        }
+    }
+    EXPECT_TRUE(m_logger.Flush());
+    // The writer has taken the first one and hung with it.
+    ASSERT_EQ(s_calls.size(), 1 + CLogQueue::CAPACITY + 1);
+    EXPECT_EQ(s_calls.front(), (TSyslogCall{3, "Error: first"}));
+    EXPECT_EQ(s_calls[CLogQueue::CAPACITY], (TSyslogCall{3, "Error: " + std::to_string(CLogQueue::CAPACITY - 1)}));
+    EXPECT_EQ(s_calls.back(), (TSyslogCall{4, "Warning: Logger: 7 lines were dropped while the system log took none"}));
+
+    m_logger.LogMsg(LOG_SEVERITY_ERROR, "next");
+    EXPECT_TRUE(m_logger.Flush());
+    EXPECT_EQ(s_calls.back(), (TSyslogCall{3, "Error: next"}));
+    m_logger.ClearRoutes();
+}
+
+TEST_F(LoggerTest, AnEndWithASystemLogThatHangsIsToldApart) {
+    {
+        CLogger logger;
+        logger.AddRoute(LOG_SEVERITY_PROGRESS, LOG_TARGET_SYSLOG);
+        logger.WriteInBackground();
+        const std::lock_guard hanging(s_hanging);
+        EXPECT_FALSE(logger.Shutdown());
+    }
+    m_logger.AddRoute(LOG_SEVERITY_PROGRESS, LOG_TARGET_SYSLOG);
+    m_logger.WriteInBackground();
+    EXPECT_TRUE(m_logger.Shutdown());
+    EXPECT_EQ(s_calls.back(), (TSyslogCall{5, "None: Logger is shutting down"}));
+}
+
+TEST_F(LoggerTest, AMessageWithoutARouteWaitsForNobody) {
+    m_logger.AddRoute(LOG_SEVERITY_ERROR, LOG_TARGET_SYSLOG);
+    const std::lock_guard hanging(s_hanging);
+    // Holds the logger for as long as the system log hangs.
+    s_entered = 0;
+    std::thread holder([this] { m_logger.LogMsg(LOG_SEVERITY_ERROR, "text"); });
+    while (s_entered == 0) {
+        std::this_thread::yield();
+    }
+    m_logger.LogMsg(LOG_SEVERITY_PROGRESS, "no route");
+    m_logger.LogMsg(LOG_SEVERITY_INFO, "no route");
+    s_hanging.unlock();
+    holder.join();
+    s_hanging.lock();
+    EXPECT_THAT(s_calls, ElementsAre(TSyslogCall{3, "Error: text"}));
+    m_logger.ClearRoutes();
 }

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+
+// Lines on their way to the system log, written in their order by a thread that the first line starts: a log daemon
+// that hangs holds up nobody else. Any thread may call it, but no process that is going to fork and live on in the
+// child.
+class CLogQueue {
+public:
+    // So many lines wait at most.
+    static constexpr std::size_t CAPACITY = 8192;
+
+    CLogQueue();
+    // Gives the lines that still wait a short time.
+    ~CLogQueue();
+    CLogQueue(const CLogQueue&) = delete;
+    CLogQueue& operator=(const CLogQueue&) = delete;
+
+    // Never waits for the system log: a line that finds the queue full is counted, and the count told once there is
+    // room again. `priority` is syslog's.
+    void Put(int priority, const char* text) noexcept;
+
+    // Waits until every line is written. False where that takes longer; the writer is then inside the system log.
+    bool Flush(std::chrono::milliseconds limit);
+
+private:
+    struct TState;
+
+    static void Write(const std::shared_ptr<TState>& state);
+    // Takes the lock and gives it back held, as the state's mutex is free while the system log has a line.
+    static void WriteAll(std::unique_lock<std::mutex>& lock, TState& state);
+    // With the state's mutex held. Where no thread can be had the next line tries again.
+    void StartWriter() noexcept;
+
+    std::shared_ptr<TState> m_state; // the writer's too: it may hang in the system log for longer than this lives
+};
