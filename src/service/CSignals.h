@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 
 namespace Hesperd {
 
@@ -12,6 +13,12 @@ public:
 
     // Whether SIGTERM has arrived. Never reset.
     static bool SignalTerminateState();
+
+    // Waits for a signal, a Wake or, unless it is negative, the end of the time. For one thread, which is then to call
+    // LogSignals.
+    static void Wait(std::chrono::milliseconds limit);
+    // Ends the wait, or the next one. May be called from a signal handler.
+    static void Wake();
 
     static void SignalHandlerTerminate(int signal);
     static void SignalHandlerPipe(int signal);

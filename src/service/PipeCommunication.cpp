@@ -1,21 +1,21 @@
 #include "service/PipeCommunication.h"
 
 #include <sys/socket.h>
-#include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
-#include <new>
+#include <exception>
+#include <mutex>
 #include <string_view>
-#include <system_error>
 
 #include "log/Logger.h"
+#include "service/CShortage.h"
 #include "service/CSignals.h"
+#include "service/CSilentClient.h"
 
 namespace Hesperd {
 
@@ -23,15 +23,41 @@ namespace {
 
 constexpr const char* SOCKET_PATH = "/tmp/MDP0";
 constexpr int BACKLOG = 10;
-// A frame is read in pieces of this size; a call takes several where more is wanted.
-constexpr std::size_t READ_PIECE = 512;
-constexpr std::size_t READ_PIECES = 128;
-// With this much to come, the rest of a frame is asked for so often before its thread sleeps.
-constexpr std::size_t LARGE_REST = 4096;
-constexpr int YIELDS_FOR_MORE = 200;
 
-// The listening socket, for the stop that cannot reach the receiver through the socket's path. -1 while there is none.
-std::atomic<int> s_listening{-1};
+// So many threads wait for clients in a quiet hour. A thread too many is kept for a while: where one came, more will.
+constexpr int WAITING_THREADS = 4;
+constexpr std::chrono::seconds SPARE_LIFE{2};
+// Out of descriptors or memory, a thread that waits for clients asks again after this time.
+constexpr useconds_t SHORTAGE_PAUSE_US = 20000;
+// How often the end looks, each time after this pause, whether the threads that wait have left the socket.
+constexpr int LEAVING_LOOKS = 1000;
+constexpr useconds_t LEAVING_PAUSE_US = 100;
+
+enum class TPhase { starting, listening, ended };
+
+// The receiver: its socket, and the threads that take clients from it and serve them.
+struct TReceiver {
+    std::mutex mutex; // of what follows, but the atomics
+    std::condition_variable phaseChanged;
+    std::condition_variable calledUp;
+    TPhase phase = TPhase::starting;
+    int spare = 0;        // threads that nobody needs at the moment
+    int toBeCalledUp = 0; // of those that are to wait for clients again
+
+    std::atomic<int> listening{-1};
+    std::atomic<int> waiting{0}; // threads that wait for a client, or are about to
+    std::atomic<bool> isStopping{false};
+    std::atomic<bool> isBroken{false};
+
+    CShortage clientShortage{"Accept"};
+    CShortage threadShortage{"Create client thread"};
+};
+
+// Never destroyed: no stop waits for the threads that are still busy.
+TReceiver& Receiving() {
+    static auto* receiver = new TReceiver;
+    return *receiver;
+}
 
 sockaddr_un SocketAddress() {
     sockaddr_un address{};
@@ -44,136 +70,6 @@ sockaddr_un SocketAddress() {
 // open.
 int NewSocket(int flags = 0) {
     return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0);
-}
-
-// Lets a large reply out without waiting for the client to read it, as far as the system allows: less only makes it
-// slower.
-void MakeRoom(int socket, std::size_t size) {
-    constexpr std::size_t enough = 64U << 10;
-    constexpr std::size_t largest = 2U << 20;
-    if (size <= enough) {
-        return;
-    }
-    const auto room = static_cast<int>(std::min(size, largest));
-#ifdef SO_SNDBUFFORCE
-    if (setsockopt(socket, SOL_SOCKET, SO_SNDBUFFORCE, &room, sizeof room) == 0) {
-        return;
-    }
-#endif
-    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
-}
-
-bool WriteAll(int socket, const void* from, std::size_t count) {
-    const auto* bytes = static_cast<const unsigned char*>(from);
-    while (count != 0) {
-        const ssize_t written = write(socket, bytes, count);
-        if (written < 0) {
-            return false;
-        }
-        bytes += written;
-        count -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
-// One call that reads up to `wanted` bytes, in pieces. As readv, and where it is not to wait, as recvmsg.
-ssize_t ReadPieces(int socket, unsigned char* bytes, std::size_t wanted, bool waits) {
-    std::array<iovec, READ_PIECES> pieces;
-    std::size_t count = 0;
-    do {
-        const std::size_t size = std::min(wanted, READ_PIECE);
-        pieces[count++] = {bytes, size};
-        bytes += size;
-        wanted -= size;
-    } while (wanted != 0 && count < pieces.size());
-    if (waits) {
-        // Not recvmsg, which on Linux waits for a byte even where none is wanted.
-        return readv(socket, pieces.data(), static_cast<int>(count));
-    }
-    msghdr message{};
-    message.msg_iov = pieces.data();
-    message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);
-    return recvmsg(socket, &message, MSG_DONTWAIT);
-}
-
-// Reads to `bytes + received` until there are `total` bytes. Stops at the end of file. Negative on failure.
-ssize_t ReadUpTo(int socket, unsigned char* bytes, std::size_t& received, std::size_t total) {
-    ssize_t count = 0;
-    int yields = 0;
-    do {
-        // The rest of a large frame is on its way: to sleep and be woken for each part costs more than to ask again.
-        const bool asksAgain = total - received >= LARGE_REST && yields < YIELDS_FOR_MORE;
-        count = ReadPieces(socket, bytes + received, total - received, !asksAgain);
-        if (count > 0) {
-            received += static_cast<std::size_t>(count);
-            yields = 0;
-        } else if (asksAgain && count < 0 && errno == EAGAIN) {
-            ++yields;
-            std::this_thread::yield();
-            count = 1;
-        }
-    } while (count > 0 && received < total);
-    return count;
-}
-
-// Reads one frame, runs it and writes the reply.
-void RunTransaction(int socket) {
-    unsigned char header[_tagTPipeTransact::HEADER_SIZE] = {};
-    std::size_t received = 0;
-    if (ReadUpTo(socket, header, received, sizeof header) < 0) {
-        g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Read socket failed (client terminated): %d", errno);
-        return;
-    }
-    const std::uint64_t cbData = _tagTPipeTransact{header}.cbData();
-    const bool isFrame = received == sizeof header && cbData >= sizeof header && cbData <= _tagTPipeTransact::MAX_SIZE;
-
-    CFrameMemory memory(isFrame ? cbData : 0);
-    if (!memory.IsValid()) {
-        return;
-    }
-    if (isFrame) {
-        std::memcpy(memory.Bytes(), header, sizeof header);
-        if (ReadUpTo(socket, memory.Bytes(), received, cbData) < 0) {
-            g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Read socket failed in loop (client terminated): %d", errno);
-            return;
-        }
-    }
-    if (received != cbData) {
-        g_pLogger->LogMsg(LOG_SEVERITY_ERROR,
-                          "HandleRequest: Number of bytes read does not match data length! bytesRead:%zu cbData:%lu",
-                          received, static_cast<unsigned long>(cbData));
-        return;
-    }
-    if (!isFrame) {
-        return;
-    }
-
-    _tagTPipeTransact frame{memory.Bytes()};
-    unsigned int replyLength = 0;
-    unsigned int replyOffset = 0;
-    ObjResult result = OBJ_E_OUTOFMEMORY;
-    try {
-        result = PipeCommunication::ExtractPipeTransactionPackage(&frame, &replyLength, &replyOffset);
-    } catch (const std::bad_alloc&) { // told below, to this client only
-    }
-    if (result != OBJ_E_NOERR) {
-        g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "PipeCommunication: ExtractPipeTransactionPackage failed: %ld",
-                          static_cast<long>(static_cast<std::int32_t>(result)));
-        return;
-    }
-    MakeRoom(socket, replyLength);
-    if (!WriteAll(socket, &replyLength, sizeof replyLength) ||
-        !WriteAll(socket, memory.Bytes() + replyOffset, replyLength)) {
-        const int error = errno;
-        CSignals::LogSignals();
-        g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Write socket failed (client terminated): %d", error);
-    }
-}
-
-void CloseSocket(int socket) {
-    if (close(socket) != 0) {
-        g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Close socket failed: %d", errno);
-    }
 }
 
 // Opens the listening socket. -1, with the line that tells why, where that fails.
@@ -197,78 +93,238 @@ int Listen() {
     return listening;
 }
 
+bool IsStopping() {
+    return CSignals::SignalTerminateState() || Receiving().isStopping.load();
+}
+
+// Nobody can be served any more: the process is to end. True for the first who finds that.
+bool Break() {
+    const bool isFirst = !Receiving().isBroken.exchange(true);
+    CSignals::Wake();
+    return isFirst;
+}
+
+// What runs out and comes back. Everything else that is not passing means that the socket is not one any more.
+bool IsShortage(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
+}
+
+bool IsPassing(int error) {
+    return error == EINTR || error == ECONNABORTED || error == EAGAIN || error == EPROTO || error == EPERM;
+}
+
+// Waits for a client. -1 at the end of the receiver.
+int Accept() {
+    TReceiver& receiver = Receiving();
+    // Looked at first too: a stop that came before the socket listened could not connect to it.
+    while (!IsStopping()) {
+        const int client = accept4(receiver.listening.load(), nullptr, nullptr, SOCK_CLOEXEC);
+        const int error = errno;
+        if (IsStopping()) {
+            if (client >= 0) {
+                close(client);
+            }
+            break;
+        }
+        if (client >= 0) {
+            return client;
+        }
+        if (IsShortage(error)) {
+            receiver.clientShortage.Meet(error);
+            CSignals::Wake();
+            CSilentClient::EndThose();
+            usleep(SHORTAGE_PAUSE_US);
+        } else if (!IsPassing(error)) {
+            if (Break()) {
+                g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "Accept failed: %d", error);
+            }
+            break;
+        }
+    }
+    return -1;
+}
+
+// Closes the listening socket, unless that has been done.
+void EndReceiver() {
+    TReceiver& receiver = Receiving();
+    receiver.isStopping.store(true);
+    std::unique_lock lock(receiver.mutex);
+    receiver.phaseChanged.wait(lock, [&] { return receiver.phase != TPhase::starting; });
+    if (receiver.phase == TPhase::ended) {
+        return;
+    }
+    receiver.phase = TPhase::ended;
+    receiver.calledUp.notify_all();
+    for (int look = 0; receiver.waiting.load() != 0 && look < LEAVING_LOOKS; ++look) {
+        // On some systems it wakes but one thread.
+        shutdown(receiver.listening.load(), SHUT_RDWR);
+        usleep(LEAVING_PAUSE_US);
+    }
+    if (receiver.waiting.load() == 0) {
+        close(receiver.listening.exchange(-1));
+    }
+    if (!receiver.isBroken.load()) {
+        g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "PipeCommunication::Receiver(): Terminate!");
+    }
+}
+
+void Serve();
+
+// Counts one more thread as waiting, unless enough do.
+bool CountAsWaiting() {
+    std::atomic<int>& count = Receiving().waiting;
+    int waiting = count.load();
+    while (waiting < WAITING_THREADS) {
+        if (count.compare_exchange_weak(waiting, waiting + 1)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Starts a thread that waits for clients, if one more is to. Where none can be had those that are there go on alone.
+void StartThread() {
+    if (!CountAsWaiting()) {
+        return;
+    }
+    TReceiver& receiver = Receiving();
+    int error = ENOMEM;
+    try {
+        std::thread(Serve).detach();
+        return;
+    } catch (const std::system_error& failure) {
+        error = failure.code().value();
+    } catch (const std::exception&) { // no memory
+    }
+    --receiver.waiting;
+    receiver.threadShortage.Meet(error);
+    CSignals::Wake();
+}
+
+// Lets one more thread wait for clients.
+void CallUpAnother() {
+    TReceiver& receiver = Receiving();
+    {
+        const std::lock_guard lock(receiver.mutex);
+        if (receiver.spare > receiver.toBeCalledUp) {
+            if (CountAsWaiting()) {
+                ++receiver.toBeCalledUp;
+                receiver.calledUp.notify_one();
+            }
+            return;
+        }
+    }
+    StartThread();
+}
+
+// True when this thread is to wait for clients again, and counted so; false when it is to end.
+bool IsNeeded() {
+    if (CountAsWaiting()) {
+        return true;
+    }
+    TReceiver& receiver = Receiving();
+    std::unique_lock lock(receiver.mutex);
+    ++receiver.spare;
+    receiver.calledUp.wait_for(lock, SPARE_LIFE,
+                               [&] { return receiver.toBeCalledUp > 0 || receiver.phase == TPhase::ended; });
+    --receiver.spare;
+    if (receiver.toBeCalledUp == 0) {
+        return false;
+    }
+    --receiver.toBeCalledUp;
+    return true;
+}
+
+// The life of a thread that takes clients and serves them, counted as waiting when it begins.
+void Serve() {
+    TReceiver& receiver = Receiving();
+    do {
+        const int client = Accept();
+        const bool isLast = receiver.waiting.fetch_sub(1) == 1;
+        if (client < 0) {
+            if (IsStopping()) {
+                EndReceiver();
+            }
+            return;
+        }
+        if (isLast) {
+            CallUpAnother();
+        }
+        PipeCommunication::HandleRequest(client);
+    } while (IsNeeded());
+}
+
 } // namespace
 
 ObjResult PipeCommunication::Init() {
-    m_receiver = std::thread(Receiver);
+    try {
+        m_receiver = std::thread(Receiver);
+    } catch (const std::system_error& failure) {
+        g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "Create receiver thread failed: %d", failure.code().value());
+        Receiving().phase = TPhase::ended;
+        Break();
+    }
     return OBJ_E_NOERR;
 }
 
 void PipeCommunication::Receiver() {
+    TReceiver& receiver = Receiving();
     const int listening = Listen();
+    if (listening >= 0) {
+        g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Waiting for client...");
+    }
+    {
+        const std::lock_guard lock(receiver.mutex);
+        receiver.phase = listening >= 0 ? TPhase::listening : TPhase::ended;
+        receiver.listening.store(listening);
+        receiver.waiting.store(listening >= 0 ? 1 : 0);
+    }
+    receiver.phaseChanged.notify_all();
     if (listening < 0) {
+        Break();
         return;
     }
-    s_listening.store(listening);
-    g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Waiting for client...");
-    for (;;) {
-        // Looked at here too: a stop that came before the socket listened could not connect to it.
-        int client = -1;
-        if (!CSignals::SignalTerminateState()) {
-            client = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
-        }
-        const int error = errno;
-        if (CSignals::SignalTerminateState()) {
-            if (client >= 0) {
-                close(client);
-            }
-            s_listening.store(-1);
-            close(listening);
-            g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "PipeCommunication::Receiver(): Terminate!");
-            return;
-        }
-        if (client < 0) {
-            g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "Accept failed: %d", error);
-            return;
-        }
-        try {
-            std::thread(HandleRequest, client).detach();
-        } catch (const std::system_error& failure) {
-            g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "Create client thread failed: %d", failure.code().value());
-            CloseSocket(client);
-        }
+    for (int thread = 1; thread < WAITING_THREADS; ++thread) {
+        StartThread();
     }
+    Serve();
+}
+
+bool PipeCommunication::Tend() {
+    TReceiver& receiver = Receiving();
+    const bool lacksClients = receiver.clientShortage.Lasts();
+    const bool lacksThreads = receiver.threadShortage.Lasts();
+    if (lacksThreads && receiver.waiting.load() == 0 && !IsStopping()) {
+        CSilentClient::EndThose();
+        StartThread();
+    }
+    return lacksClients || lacksThreads;
+}
+
+bool PipeCommunication::IsBroken() {
+    return Receiving().isBroken.load();
 }
 
 void PipeCommunication::Close() {
     constexpr std::string_view terminate = "SIGTERM";
+    if (m_receiver.joinable()) {
+        // What it serves is not waited for.
+        m_receiver.detach();
+    }
     // Where the receiver has ended and clients that nobody accepts fill the queue, connecting would wait for ever.
     const int waker = NewSocket(SOCK_NONBLOCK);
     if (waker < 0) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "PipeCommunication::Close(): Create client socket failed: %d", errno);
-        // Without the wake-up the receiver cannot be waited for; the end of the process ends it.
-        if (m_receiver.joinable()) {
-            m_receiver.detach();
-        }
         return;
     }
     const sockaddr_un address = SocketAddress();
     if (connect(waker, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
         // Meant: nobody reads it, and the result does not matter.
         [[maybe_unused]] const ssize_t written = write(waker, terminate.data(), terminate.size());
-        // The path leads nowhere, but the receiver may still wait on its socket.
-        shutdown(s_listening.load(), SHUT_RDWR);
     }
     close(waker);
-    if (m_receiver.joinable()) {
-        m_receiver.join();
-    }
+    EndReceiver();
     unlink(SOCKET_PATH);
-}
-
-void PipeCommunication::HandleRequest(int socket) {
-    RunTransaction(socket);
-    CloseSocket(socket);
 }
 
 } // namespace Hesperd

@@ -7,17 +7,25 @@
 
 namespace Hesperd {
 
-// The socket "/tmp/MDP0" and its threads: a receiver, and a detached thread for each connection, which carries one
-// transaction. There is no limit on their number, and a stop does not wait for them.
+// The socket "/tmp/MDP0" and its threads. Each connection carries one transaction. The thread that takes it serves it
+// too, after it has made sure that another one waits for clients, so that none delays another; there is no limit on
+// their number, and a stop does not wait for them. A few wait in a quiet hour. Out of descriptors, memory or threads
+// the service goes on with what it has, and ends connections that say nothing.
 class PipeCommunication {
 public:
     // Starts the receiver. A second call while it runs ends the process. Returns 0.
     ObjResult Init();
 
-    // Wakes the receiver, with the terminate flag set before, waits for its end and removes the socket file.
+    // To be called each time CSignals::Wait returns. True while it is to be called again soon: something has run out.
+    static bool Tend();
+
+    // Whether the receiver has no socket that works, so that nobody can be served any more.
+    static bool IsBroken();
+
+    // Ends the receiver and removes the socket file. What is being served is not waited for.
     void Close();
 
-    // The body of one connection's thread; closes the socket.
+    // Serves one connection; closes the socket.
     static void HandleRequest(int socket);
 
     // Runs the transaction in place. 0 for a reply of `*replyLength` bytes from `*replyOffset` of the frame; anything

@@ -1,5 +1,7 @@
+#include <sys/resource.h>
 #include <syslog.h>
-#include <unistd.h>
+
+#include <chrono>
 
 #include "host/Programs.h"
 #include "log/Logger.h"
@@ -14,10 +16,21 @@ using Hesperd::CSignals;
 
 namespace {
 
-constexpr useconds_t TERMINATE_POLL_US = 10000;
+constexpr std::chrono::milliseconds UNTIL_WOKEN{-1};
+constexpr std::chrono::milliseconds WHILE_SOMETHING_LACKS{100};
 
 constexpr int EXIT_OK = 0;
 constexpr int EXIT_NOT_STARTED = 1;
+constexpr int EXIT_NO_SOCKET = 2;
+
+// A connection takes a descriptor: as many as the system lets the service have.
+void RaiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
 
 // The life of the service from the first log line to the last object.
 int RunService(int argc, char** argv) {
@@ -35,6 +48,7 @@ int RunService(int argc, char** argv) {
     g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Main: -Verbose Mode: Enabled");
     CSignals::InitSignals();
     Host::ExtendSearchPath();
+    RaiseDescriptorLimit();
 
     Hesperd::CDaemon daemon;
     if (!daemon.Start(doFork)) {
@@ -45,15 +59,15 @@ int RunService(int argc, char** argv) {
     Hesperd::PipeCommunication pipe;
     pipe.Init();
     g_pLogger->LogMsg(LOG_SEVERITY_INFO, "Sylvarin started.");
-    while (!CSignals::SignalTerminateState()) {
+    while (!CSignals::SignalTerminateState() && !pipe.IsBroken()) {
         CSignals::LogSignals();
-        usleep(TERMINATE_POLL_US);
+        CSignals::Wait(pipe.Tend() ? WHILE_SOMETHING_LACKS : UNTIL_WOKEN);
     }
     CSignals::LogSignals();
     pipe.Close();
     mdp.Destroy();
     g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "------------- Sylvarin (END) -------------");
-    return EXIT_OK;
+    return pipe.IsBroken() ? EXIT_NO_SOCKET : EXIT_OK;
 }
 
 } // namespace
@@ -63,11 +77,13 @@ int main(int argc, char** argv) {
     if (g_pLogger == nullptr) {
         g_pLogger = new CLogger;
     }
+    int status = EXIT_OK;
     try {
-        // A service that did not start leaves the logger and the system log as they are.
-        if (RunService(argc, argv) == EXIT_NOT_STARTED) {
+        status = RunService(argc, argv);
+        if (status == EXIT_NOT_STARTED) {
+            // Meant: a service that did not start leaves the logger and the system log as they are.
             g_pLogger->Flush();
-            return EXIT_NOT_STARTED;
+            return status;
         }
     } catch (const Hesperd::MdpException& exception) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "Main: Exception Sylvarin->CMdp->Create: %s", exception.what());
@@ -80,5 +96,5 @@ int main(int argc, char** argv) {
     if (g_pLogger->Shutdown()) {
         closelog();
     }
-    return EXIT_OK;
+    return status;
 }

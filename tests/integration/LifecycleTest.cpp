@@ -356,22 +356,24 @@ TEST_F(LifecycleTest, OtherSignalsKeepTheirMeaning) {
     }
 }
 
-TEST_F(LifecycleTest, ADirectoryInThePlaceOfTheSocketLeavesTheServiceRunningUntilItsStop) {
+TEST_F(LifecycleTest, ADirectoryInThePlaceOfTheSocketEndsTheServiceInGoodOrder) {
     fs::create_directories(std::string(WireClient::Path) + "/inside");
     ServiceUnderTest service({{"-nof", "-v"}, "sylvarin", {}});
 
-    ASSERT_TRUE(m_log.WaitFor("Error: Create server binding failed: " + std::to_string(EADDRINUSE)));
-    ASSERT_TRUE(m_log.WaitFor("Info: Sylvarin started."));
-    EXPECT_FALSE(service.WaitForEnd(std::chrono::milliseconds(100)).ended);
-    for (const auto& line : m_log.Lines()) {
-        if (line.text.compare(0, 7, "Error: ") == 0) {
-            EXPECT_EQ(line.priority, 3) << line.text;
+    EXPECT_EQ(service.WaitForEnd().exitStatus, 2) << service.Output();
+    const std::string line = "Error: Create server binding failed: " + std::to_string(EADDRINUSE);
+    EXPECT_EQ(m_log.Count(line), 1U);
+    EXPECT_EQ(m_log.Count("None: Waiting for client..."), 0U);
+    EXPECT_EQ(m_log.Count("None: PipeCommunication::Receiver(): Terminate!"), 0U);
+    EXPECT_EQ(m_log.Count("None: ------------- Sylvarin (END) -------------"), 1U);
+    EXPECT_EQ(m_log.Texts().back(), "None: Logger is shutting down");
+    for (const auto& text : m_log.Lines()) {
+        if (text.text.compare(0, 7, "Error: ") == 0) {
+            EXPECT_EQ(text.priority, 3) << text.text;
         }
     }
-
-    EXPECT_EQ(service.Stop().exitStatus, 0) << service.Output();
-    EXPECT_EQ(m_log.Count("None: ------------- Sylvarin (END) -------------"), 1U);
     EXPECT_TRUE(fs::is_directory(WireClient::Path));
+    EXPECT_FALSE(fs::exists(ServiceUnderTest::PidFile));
 }
 
 TEST_F(LifecycleTest, ASocketThatSomebodyRemovedDoesNotKeepTheServiceFromStopping) {
@@ -400,12 +402,13 @@ protected:
         return {std::move(arguments), "sylvarin", {"LD_PRELOAD=" SYLVARIN_FAILING_CALLS, "FAILING_CALL=" + failure}};
     }
 
-    void ExpectRunningWithoutSocket(const std::string& failure, const std::string& errorLine) {
-        ServiceUnderTest service(StartWith(failure, {"-nof"}));
-        ASSERT_TRUE(m_log.WaitFor("Info: Sylvarin started.")) << service.Output();
-        EXPECT_TRUE(m_log.WaitFor(errorLine)) << testing::PrintToString(m_log.Texts());
-        EXPECT_FALSE(service.WaitForEnd(std::chrono::milliseconds(100)).ended);
-        EXPECT_EQ(service.Stop().exitStatus, 0) << service.Output();
+    void ExpectEndWithoutSocket(const std::string& failure, const std::string& errorLine) {
+        ServiceUnderTest service(StartWith(failure, {"-nof", "-v"}));
+        EXPECT_EQ(service.WaitForEnd().exitStatus, 2) << service.Output();
+        EXPECT_EQ(m_log.Count(errorLine), 1U) << testing::PrintToString(m_log.Texts());
+        EXPECT_EQ(m_log.Count("None: ------------- Sylvarin (END) -------------"), 1U);
+        EXPECT_FALSE(fs::exists(WireClient::Path));
+        EXPECT_FALSE(fs::exists(ServiceUnderTest::PidFile));
     }
 };
 
@@ -441,41 +444,24 @@ TEST_F(FailingCall, DaemonEndsTheServiceWithStatusOneAndWithoutAPidFile) {
     EXPECT_FALSE(fs::exists(ServiceUnderTest::PidFile));
 }
 
-TEST_F(FailingCall, SocketLeavesTheServiceRunningWithoutClients) {
-    ExpectRunningWithoutSocket("socket:1:24", "Error: Create server socket failed: 24");
+TEST_F(FailingCall, SocketEndsTheService) {
+    ExpectEndWithoutSocket("socket:1:24", "Error: Create server socket failed: 24");
 }
 
-TEST_F(FailingCall, BindLeavesTheServiceRunningWithoutClients) {
-    ExpectRunningWithoutSocket("bind:0:13", "Error: Create server binding failed: 13");
+TEST_F(FailingCall, BindEndsTheService) {
+    ExpectEndWithoutSocket("bind:0:13", "Error: Create server binding failed: 13");
 }
 
-TEST_F(FailingCall, ListenLeavesTheServiceRunningWithoutClients) {
-    ExpectRunningWithoutSocket("listen:0:95", "Error: Listen failed: 95");
+TEST_F(FailingCall, ListenEndsTheService) {
+    ExpectEndWithoutSocket("listen:0:95", "Error: Listen failed: 95");
 }
 
-TEST_F(FailingCall, AcceptEndsTheReceiverAndLeavesTheServiceRunning) {
-    ExpectRunningWithoutSocket("accept:0:24", "Error: Accept failed: 24");
+TEST_F(FailingCall, AcceptOnASocketThatIsNoneAnyMoreEndsTheService) {
+    ExpectEndWithoutSocket("accept:0:22", "Error: Accept failed: 22");
 }
 
-TEST_F(FailingCall, AFullQueueBehindAnEndedReceiverDoesNotHoldUpTheStop) {
-    ServiceUnderTest service(StartWith("accept:0:24", {"-nof"}));
-    ASSERT_TRUE(m_log.WaitFor("Error: Accept failed: 24"));
-    // Nobody accepts them; connecting one more would wait.
-    std::vector<int> clients;
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, WireClient::Path);
-    do {
-        clients.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    } while (connect(clients.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
-    EXPECT_EQ(errno, EAGAIN);
-
-    EXPECT_EQ(service.Stop().exitStatus, 0) << service.Output();
-    EXPECT_FALSE(fs::exists(WireClient::Path));
-    EXPECT_FALSE(fs::exists(ServiceUnderTest::PidFile));
-    for (const int client : clients) {
-        close(client);
-    }
+TEST_F(FailingCall, AThreadForTheReceiverEndsTheService) {
+    ExpectEndWithoutSocket("thread:0:11", "Error: Create receiver thread failed: 11");
 }
 
 TEST_F(FailingCall, SocketForTheWakeUpEndsTheStopWithoutWaitingForTheReceiver) {

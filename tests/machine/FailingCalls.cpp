@@ -1,11 +1,14 @@
 // Test equipment, preloaded into the service: makes one system call fail.
 //
-// FAILING_CALL is NAME:WHICH:ERROR. NAME is socket, bind, listen, accept, signal or daemon; ERROR the errno it fails
-// with. WHICH is the number of the call that fails, counted from 1, or 0 for every one; for signal it is the signal's
-// number. Only Unix stream sockets count: the system log and the host's own look-ups use others.
+// FAILING_CALL is NAME:WHICH:ERROR. NAME is socket, bind, listen, accept, signal, thread or daemon; ERROR the errno it
+// fails with. WHICH is the number of the call that fails, counted from 1, or 0 for every one; for signal it is the
+// signal's number. Only Unix stream sockets count: the system log and the host's own look-ups use others. Where
+// FAILING_WHILE names a file, calls fail only while that is there.
 #include <dlfcn.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -23,6 +26,10 @@ bool Fails(const char* name, int number) {
     }
     const int which = std::atoi(wanted + length + 1);
     if (which != 0 && which != number) {
+        return false;
+    }
+    const char* file = std::getenv("FAILING_WHILE");
+    if (file != nullptr && access(file, F_OK) != 0) {
         return false;
     }
     errno = std::atoi(std::strrchr(wanted, ':') + 1);
@@ -92,6 +99,14 @@ sighandler_t signal(int number, sighandler_t handler) noexcept {
         return SIG_ERR;
     }
     return Real<sighandler_t(int, sighandler_t)>("signal")(number, handler);
+}
+
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*), void* argument) {
+    if (Fails("thread", 1)) {
+        return errno;
+    }
+    return Real<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create")(thread, attributes,
+                                                                                                   routine, argument);
 }
 
 int daemon(int noChangeOfDirectory, int noClose) noexcept {

@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <thread>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "../common/LogOf.h"
 #include "../dictionary/DictionaryTest.h"
 #include "service/CSignals.h"
+#include "service/CSilentClient.h"
 #include "service/PipeCommunication.h"
 
 using Hesperd::CSignals;
@@ -51,6 +54,11 @@ public:
 
     void EndSending() const { shutdown(m_client, SHUT_WR); }
 
+    bool HasEnded() const {
+        char byte = 0;
+        return recv(m_client, &byte, 1, MSG_DONTWAIT) == 0;
+    }
+
     // Up to the end of the connection.
     std::string Receive() const {
         std::string all;
@@ -76,6 +84,8 @@ private:
     std::thread m_thread;
 };
 
+std::atomic<int> s_yields{0};
+
 class HandleRequestTest : public DictionaryTest {
 protected:
     void SetUp() override {
@@ -91,6 +101,14 @@ protected:
 };
 
 } // namespace
+
+// In the place of the system's own.
+extern "C" int __real_sched_yield();
+
+extern "C" int __wrap_sched_yield() {
+    ++s_yields;
+    return __real_sched_yield();
+}
 
 TEST_F(HandleRequestTest, AFrameIsAnsweredAndTheConnectionCloses) {
     EXPECT_THAT(LogOf({LOG_SEVERITY_PROGRESS, LOG_SEVERITY_ERROR},
@@ -109,6 +127,32 @@ TEST_F(HandleRequestTest, AFrameMayComeInPieces) {
         std::this_thread::yield();
     }
     EXPECT_EQ(connection.Receive(), READ_REPLY);
+}
+
+TEST_F(HandleRequestTest, AFrameThatComesSlowlyIsWaitedForAsleep) {
+    s_yields = 0;
+    {
+        // A write of 20000 bytes, of which some come one by one.
+        Connection connection;
+        connection.Send("4A 4E 00 00 00 00 00 00  18 00 00 00 00 00 00 00  4A 4E 00 00 00 00 00 00"
+                        "00 00  01 80  00  00  00 00 00 00 00 00 00 00  20 4E 00 00"_hex);
+        for (int i = 0; i < 200; ++i) {
+            connection.Send("x");
+            usleep(1000);
+        }
+    }
+    // Asked for 200 times with each byte it would be 40000.
+    EXPECT_LE(s_yields, 2000);
+}
+
+TEST_F(HandleRequestTest, AClientThatSaysNothingForLongIsEndedWhereOthersNeedRoom) {
+    const Connection connection;
+    connection.Send(READ_FRAME.substr(0, 23)); // all but the last byte of a header
+    Hesperd::CSilentClient::EndThose();
+    EXPECT_FALSE(connection.HasEnded());
+    while (!connection.HasEnded()) {
+        Hesperd::CSilentClient::EndThose(std::chrono::milliseconds(0));
+    }
 }
 
 TEST_F(HandleRequestTest, AFrameOfManyChunksIsReadWhole) {
