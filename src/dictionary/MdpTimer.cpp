@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <mutex>
 #include <vector>
 
@@ -75,7 +76,11 @@ private:
         for (;;) {
             switch (OsUserWaitForMultipleObjects(2, events, 0, OSUSER_INFINITE)) {
             case 0:
-                self->m_callback->MdpTimerproc(self->m_timerId, self->m_parameter, self->m_pointer);
+                try {
+                    self->m_callback->MdpTimerproc(self->m_timerId, self->m_parameter, self->m_pointer);
+                } catch (const std::exception&) {
+                    // For want of memory, mostly: this time is lost, the next one tries again.
+                }
                 break;
             case 1:
                 return 0;

@@ -3,6 +3,7 @@
 #include <sched.h>
 
 #include <cstring>
+#include <exception>
 
 #include "dictionary/ItemTable.h"
 #include "dictionary/ObjHelper.h"
@@ -27,7 +28,7 @@ constexpr unsigned short LIST_TYPES = 0xF030;
 constexpr unsigned short LIST_TYPES2 = 0xF050;
 constexpr unsigned short LIST_NAMES = 0xF060;
 
-constexpr std::uint32_t CLEANUP_POLL_MS = 50;
+constexpr std::uint32_t CLEANUP_SHORTEST_PAUSE_MS = 50;
 constexpr std::uint32_t CLEANUP_STOP_WAIT_MS = 10000;
 constexpr std::uint32_t THREAD_CREATE_SUSPENDED = 4;
 
@@ -359,6 +360,10 @@ void CObjDictionary::StartCleanupTimer() {
 
 void CObjDictionary::StopCleanupTimer() {
     OsUserResetEvent(m_cleanupEvent.get());
+    // The stop may have come meanwhile, and its wake-up with it.
+    if (m_stopping) {
+        OsUserSetEvent(m_cleanupEvent.get());
+    }
 }
 
 std::uint32_t CObjDictionary::CleanupRoutine(void* dictionary) {
@@ -371,23 +376,23 @@ std::uint32_t CObjDictionary::CleanupRoutine(void* dictionary) {
 
 void CObjDictionary::RunCleanup() {
     for (;;) {
-        while (OsUserWaitForSingleObject(m_cleanupEvent.get(), CLEANUP_POLL_MS) != OSUSER_WAIT_OBJECT_0) {
-            // A pass that ran while the stop came has reset the event that was to end this wait.
-            if (m_stopping) {
-                return;
-            }
-        }
+        // Until a module wakes or the stop comes: an idle service sleeps.
+        OsUserWaitForSingleObject(m_cleanupEvent.get(), OSUSER_INFINITE);
         const std::uint32_t quarter = InactivityLimit() / 4;
-        const std::uint32_t pause = quarter > CLEANUP_POLL_MS ? quarter : CLEANUP_POLL_MS;
+        const std::uint32_t pause = quarter > CLEANUP_SHORTEST_PAUSE_MS ? quarter : CLEANUP_SHORTEST_PAUSE_MS;
         if (OsUserWaitForSingleObject(m_stopEvent.get(), pause) == OSUSER_WAIT_OBJECT_0 && m_stopping) {
             return;
         }
-        CheckCleanup();
+        try {
+            CheckCleanup();
+        } catch (const std::exception&) {
+            // For want of memory, mostly: the next pass tries again.
+        }
     }
 }
 
 void CObjDictionary::CheckCleanup() {
-    AccessExcl();
+    CExclusiveHold hold(*this);
     std::size_t awake = 0;
     for (auto at = m_activators.begin(); at != m_activators.end();) {
         CModuleActivator& activator = *at->second;
@@ -416,7 +421,6 @@ void CObjDictionary::CheckCleanup() {
 
     if (!m_strings.IsEmpty()) {
         if (m_strings.GetInactTime() <= InactivityLimit()) {
-            UnaccessExcl();
             return;
         }
         m_strings.Clean();
@@ -424,5 +428,4 @@ void CObjDictionary::CheckCleanup() {
     if (awake == 0) {
         StopCleanupTimer();
     }
-    UnaccessExcl();
 }

@@ -1,6 +1,7 @@
 #include "dictionary/ObjServiceTransfer.h"
 
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <new>
 
@@ -57,7 +58,13 @@ ObjResult CObjServiceTransfer::Start(void* argument) {
 std::uint32_t CObjServiceTransfer::_statWorkerThread(void* block) {
     const std::unique_ptr<TWork> work(static_cast<TWork*>(block));
     CObjServiceTransfer& object = *work->object;
-    object.DoWork(work->argument);
+    try {
+        object.DoWork(work->argument);
+    } catch (const std::exception&) {
+        // For want of memory, mostly. A service without an end would refuse all further work.
+        constexpr std::uint32_t code = OBJ_E_OUTOFMEMORY;
+        object.Finish(1, &code, sizeof code);
+    }
 
     CSectionLock lock(object.Section());
     object.m_worker.reset();

@@ -1,7 +1,10 @@
 #include "platform/OsUserThread.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <exception>
+#include <new>
 
 #include "platform/Interlocked.h"
 #include "platform/OsUserThreadImpl.h"
@@ -71,7 +74,11 @@ void COsThread::ThreadFunc() {
     if (m_resumeEvent) {
         m_resumeEvent->m_event.Wait();
     }
-    m_startRoutine(m_parameter);
+    try {
+        m_startRoutine(m_parameter);
+    } catch (const std::exception&) {
+        // For want of memory, mostly: it ends this thread's work, not the process.
+    }
     m_finished.store(true, std::memory_order_relaxed);
     SignalAdditionalEventsCritical();
     m_doneEvent.Set();
@@ -122,14 +129,21 @@ int OsUserCreateThreadEx(std::size_t stackSize, OsUserThreadRoutine startRoutine
 int OsUserCreateThreadCpuAffinityEx(std::size_t stackSize, OsUserThreadRoutine startRoutine, void* parameter,
                                     std::uint32_t flags, _OsUserHandle** handleOut, std::uint32_t affinity,
                                     pthread_t* threadIdOut, std::int32_t suspended) {
-    auto thread = std::make_unique<COsThread>();
-    const int result =
-        thread->Create(stackSize, startRoutine, parameter, flags, affinity, handleOut, threadIdOut, suspended);
-    if (result == 0) {
-        // From here on the handle and the running thread hold it.
-        static_cast<void>(thread.release());
+    try {
+        auto thread = std::make_unique<COsThread>();
+        const int result =
+            thread->Create(stackSize, startRoutine, parameter, flags, affinity, handleOut, threadIdOut, suspended);
+        if (result == 0) {
+            // From here on the handle and the running thread hold it.
+            static_cast<void>(thread.release());
+        }
+        return result;
+    } catch (const std::bad_alloc&) {
+        if (threadIdOut != nullptr) {
+            *threadIdOut = {};
+        }
+        return ENOMEM;
     }
-    return result;
 }
 
 std::uint32_t OsUserThreadResume(_OsUserHandle* handle) {

@@ -11,7 +11,7 @@
 // thread that still runs. Stack size, flags and affinity have no effect: every thread has the default attributes and
 // priority.
 
-// What a thread runs; its result is discarded.
+// What a thread runs; its result is discarded. An exception that leaves it ends the thread only.
 using OsUserThreadRoutine = std::uint32_t (*)(void* parameter);
 
 // Bit of the creation flags: the thread waits for OsUserThreadResume before it runs its routine.

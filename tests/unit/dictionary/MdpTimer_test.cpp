@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cmath>
 #include <functional>
+#include <new>
 #include <string>
 #include <thread>
 
@@ -255,4 +256,19 @@ TEST_F(MdpTimer, KillingUnderTheExclusiveHoldGivesUpOnACallbackThatWaitsForTheDi
     callback.WaitForCount(1);
     usleep(50000); // the timer's thread ends
     CObjDictionary::ReleaseDictionary(dictionary);
+}
+
+TEST_F(MdpTimer, ACallbackThatFindsNoMemoryIsCalledAgain) {
+    CCountingCallback callback;
+    std::atomic<int> calls{0};
+    callback.job = [&] {
+        callback.running = 0;
+        if (++calls == 1) {
+            throw std::bad_alloc();
+        }
+    };
+    const unsigned int timerId = MdpSetTimer(&callback, 20, 0, nullptr, 0);
+    callback.WaitForCount(1);
+    MdpKillTimer(timerId);
+    EXPECT_GE(calls.load(), 2);
 }

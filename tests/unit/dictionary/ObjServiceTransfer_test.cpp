@@ -142,6 +142,19 @@ TEST_F(ObjServiceTransfer, AJobThatFindsNoMemoryFailsWithItsCodeAndTheNextRuns) 
     EXPECT_EQ(Response(), std::string("\x01\0\0\0\0\0", 6));
 }
 
+TEST_F(ObjServiceTransfer, AWorkerThatFailsOutsideItsJobEndsWithACodeAndTheNextRuns) {
+    m_service->job = [](CTestService&) { throw std::bad_alloc(); };
+    EXPECT_EQ(Write("request"), OBJ_E_NOERR);
+    WaitUntilIdle();
+    EXPECT_EQ(Status(), 3);
+    EXPECT_EQ(Response(), std::string("\x03\x00\x04\x01\xA6\xEC", 6));
+
+    m_service->job = [](CTestService& service) { service.Finish(0, nullptr, 0); };
+    EXPECT_EQ(Write("request"), OBJ_E_NOERR);
+    WaitUntilIdle();
+    EXPECT_EQ(Status(), 0);
+}
+
 TEST_F(ObjServiceTransfer, ARequestOfZeroBytesStartsTheJobAndIsStoredAsOneNul) {
     bool ran = false;
     m_service->job = [&](CTestService& self) {

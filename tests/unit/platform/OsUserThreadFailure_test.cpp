@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <new>
 
 #include "WrappedCalls.h"
 #include "platform/OsUserThread.h"
@@ -44,6 +45,14 @@ TEST(OsUserThreadFailureTest, NegativeResultIsTracedOnStandardOutput) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(OsUserCreateThread(nullptr, 0, NeverRun, nullptr, 0, nullptr), nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "<3>Creating non real-time thread failed (-7).\n");
+}
+
+TEST(OsUserThreadFailureTest, ARoutineThatFindsNoMemoryEndsItsThreadOnly) {
+    _OsUserHandle* thread = OsUserCreateThread(
+        nullptr, 0, [](void*) -> std::uint32_t { throw std::bad_alloc(); }, nullptr, 0, nullptr);
+    ASSERT_NE(thread, nullptr);
+    EXPECT_EQ(OsUserWaitForThread(thread, OSUSER_INFINITE), 0U);
+    OsUserCloseThreadHandle(thread);
 }
 
 } // namespace
