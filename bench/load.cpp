@@ -1,10 +1,10 @@
-// load: transactions a second of the service and of the yardstick, in one run.
+// load: transactions a second of the service and of two yardsticks, in one run.
 //
-// A run is a row of short slices that go to the two servers in turn (one pair service first, the next pair yardstick
-// first), so that whatever else the machine does meets both alike. Each pair gives one ratio; what is shown is their
-// median with its quartiles. A reply that is not byte for byte the expected one ends the run.
+// A run is a row of short slices that go to the servers in turn, each time beginning with another one, so that whatever
+// else the machine does meets all alike. Each round gives the service's ratios; what is shown is their median with its
+// quartiles. A reply that is not byte for byte the expected one ends the run.
 //
-// With the process numbers of both servers it also tells the processor time that each takes for a transaction, which
+// With the process numbers of the servers it also tells the processor time that each takes for a transaction, which
 // other load on the machine touches less.
 #include <algorithm>
 #include <array>
@@ -31,19 +31,21 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct Options {
-    unsigned pairs = 60;
+    unsigned rounds = 40;
     unsigned sliceMilliseconds = 100;
     double minimum = 0;
     std::vector<unsigned> clients = {1, 8, 64};
 };
 
 struct Server {
+    std::string name;
     std::string socket;
     pid_t pid = 0; // 0: not known
     // What has been measured at the present number of clients.
     std::vector<double> rates = {}; // transactions a second, one a slice
     std::uint64_t transactions = 0; // of all slices
     double processorSeconds = 0;
+    std::vector<float> times = {}; // of single transactions, in microseconds
 };
 
 bool Transact(const sockaddr_un& address) {
@@ -86,16 +88,19 @@ void RunSlice(Server& server, unsigned clients, std::chrono::milliseconds slice)
 
     const sockaddr_un address = Bench::SocketAddress(server.socket.c_str());
     const auto counters = std::make_unique<Counter[]>(clients);
+    std::vector<std::vector<float>> times(clients);
     std::atomic<bool> stop{false};
     const double before = ProcessorSeconds(server.pid);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < clients; ++i) {
         threads.emplace_back([&, i] {
             while (!stop.load(std::memory_order_relaxed)) {
+                const auto begin = Clock::now();
                 if (!Transact(address)) {
                     std::fprintf(stderr, "load: %s does not give the expected reply\n", server.socket.c_str());
                     std::_Exit(1);
                 }
+                times[i].push_back(std::chrono::duration<float, std::micro>(Clock::now() - begin).count());
                 counters[i].value.fetch_add(1, std::memory_order_relaxed);
             }
         });
@@ -115,53 +120,64 @@ void RunSlice(Server& server, unsigned clients, std::chrono::milliseconds slice)
         thread.join();
     }
     server.rates.push_back(static_cast<double>(last - first) / seconds.count());
+    for (const std::vector<float>& ofClient : times) {
+        server.times.insert(server.times.end(), ofClient.begin(), ofClient.end());
+    }
     server.transactions += sum();
     server.processorSeconds += ProcessorSeconds(server.pid) - before;
 }
 
-double Quantile(std::vector<double> values, double q) {
+template <typename T>
+T Quantile(std::vector<T> values, double q) {
     std::sort(values.begin(), values.end());
     return values[static_cast<std::size_t>(q * static_cast<double>(values.size() - 1) + 0.5)];
 }
 
-// Measures at one number of clients and prints the row. Returns the median ratio.
-double MeasureRow(Server& service, Server& yardstick, unsigned clients, const Options& options) {
-    for (Server* server : {&service, &yardstick}) {
-        server->rates.clear();
-        server->transactions = 0;
-        server->processorSeconds = 0;
+// Measures at one number of clients and prints a row for each server. Returns the lowest median ratio of the service.
+double MeasureRows(std::vector<Server>& servers, unsigned clients, const Options& options) {
+    for (Server& server : servers) {
+        server.rates.clear();
+        server.times.clear();
+        server.transactions = 0;
+        server.processorSeconds = 0;
     }
-    const std::chrono::milliseconds slice{options.sliceMilliseconds};
-    std::vector<double> ratios;
-    for (unsigned pair = 0; pair < options.pairs; ++pair) {
-        RunSlice(pair % 2 == 0 ? service : yardstick, clients, slice);
-        RunSlice(pair % 2 == 0 ? yardstick : service, clients, slice);
-        ratios.push_back(service.rates.back() / yardstick.rates.back());
+    for (unsigned round = 0; round < options.rounds; ++round) {
+        for (std::size_t i = 0; i < servers.size(); ++i) {
+            RunSlice(servers[(round + i) % servers.size()], clients,
+                     std::chrono::milliseconds(options.sliceMilliseconds));
+        }
     }
-    const auto microseconds = [](const Server& server) {
-        return server.processorSeconds * 1e6 / static_cast<double>(server.transactions);
-    };
-    const double ratio = Quantile(ratios, 0.5);
-    std::printf("%7u  %10.0f  %12.0f  %6.3f  %5.3f to %5.3f  %10.1f  %12.1f\n", clients, Quantile(service.rates, 0.5),
-                Quantile(yardstick.rates, 0.5), ratio, Quantile(ratios, 0.25), Quantile(ratios, 0.75),
-                microseconds(service), microseconds(yardstick));
+    double lowest = 1e9;
+    for (const Server& server : servers) {
+        std::vector<double> ratios;
+        for (std::size_t i = 0; i < server.rates.size(); ++i) {
+            ratios.push_back(servers.front().rates[i] / server.rates[i]);
+        }
+        const double ratio = Quantile(ratios, 0.5);
+        lowest = std::min(lowest, ratio);
+        std::printf("%7u  %-22s  %8.0f  %6.3f  %5.3f to %5.3f  %8.0f  %10.1f\n", clients, server.name.c_str(),
+                    Quantile(server.rates, 0.5), ratio, Quantile(ratios, 0.25), Quantile(ratios, 0.75),
+                    static_cast<double>(Quantile(server.times, 0.99)),
+                    server.processorSeconds * 1e6 / static_cast<double>(server.transactions));
+    }
     std::fflush(stdout);
-    return ratio;
+    return lowest;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     Options options;
-    Server service{"/tmp/MDP0"};
-    Server yardstick;
-    CLI::App app{"Transactions a second of the service against a bare server, in one run"};
-    app.add_option("--service", service.socket, "socket of the service")->capture_default_str();
-    app.add_option("--yardstick", yardstick.socket, "socket of the yardstick")->required();
-    app.add_option("--service-pid", service.pid, "process of the service");
-    app.add_option("--yardstick-pid", yardstick.pid, "process of the yardstick");
+    std::vector<Server> servers = {{"service", "/tmp/MDP0"}, {"a thread a connection", ""}, {"threads that stay", ""}};
+    CLI::App app{"Transactions a second of the service against bare servers, in one run"};
+    app.add_option("--service", servers[0].socket, "socket of the service")->capture_default_str();
+    app.add_option("--yardstick", servers[1].socket, "socket of the yardstick")->required();
+    app.add_option("--staying", servers[2].socket, "socket of the yardstick whose threads stay")->required();
+    app.add_option("--service-pid", servers[0].pid, "process of the service");
+    app.add_option("--yardstick-pid", servers[1].pid, "process of the yardstick");
+    app.add_option("--staying-pid", servers[2].pid, "process of the yardstick whose threads stay");
     app.add_option("--clients", options.clients, "numbers of clients at once")->capture_default_str()->delimiter(',');
-    app.add_option("--pairs", options.pairs, "pairs of slices for each number of clients")
+    app.add_option("--rounds", options.rounds, "rounds of slices for each number of clients")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
     app.add_option("--slice", options.sliceMilliseconds, "length of a slice in milliseconds")
@@ -170,11 +186,11 @@ int main(int argc, char** argv) {
     app.add_option("--minimum", options.minimum, "end with status 1 when a median ratio is below this");
     CLI11_PARSE(app, argc, argv);
 
-    std::printf("%7s  %10s  %12s  %6s  %14s  %10s  %12s\n", "clients", "service /s", "yardstick /s", "ratio",
-                "quartiles", "service us", "yardstick us");
+    std::printf("%7s  %-22s  %8s  %6s  %14s  %8s  %10s\n", "clients", "server", "per s", "ratio", "quartiles", "p99 us",
+                "CPU us");
     bool enough = true;
     for (const unsigned clients : options.clients) {
-        enough = MeasureRow(service, yardstick, clients, options) >= options.minimum && enough;
+        enough = MeasureRows(servers, clients, options) >= options.minimum && enough;
     }
     return enough ? 0 : 1;
 }
