@@ -1,5 +1,4 @@
-// wakeups: sleeps for 10 ms again and again, as the service's main thread does; how much processor time that alone
-// takes is the floor of an idle service on the machine at hand.
+// wakeups: sleeps for 10 ms again and again: what a process costs on the machine at hand that looks instead of waiting.
 #include <unistd.h>
 
 int main() {
