@@ -159,6 +159,28 @@ TEST_F(FileServicesTest, AFileThatVanishesInTheMiddleIsReadToItsEnd) {
     EXPECT_EQ(Number(rest, 10, 4), 1U);
 }
 
+TEST_F(FileServicesTest, ProgramsOfTheServiceInheritNeitherFilesOfClientsNorSockets) {
+    std::ofstream(Path("f")) << std::string(30, 'a');
+    OpenToRead(Path("f"), 12 + 20);
+    OpenToWrite(Path("w"), "data", false);
+    const WireClient silent;
+    // The program that a new device name runs.
+    std::ofstream(SYLVARIN_ADAPTERS "/usr/sbin/sysrc") << "#!/bin/sh\nls -l /proc/$$/fd >>/tmp/inherited\n";
+    WireClient::Transact("2F 00 00 00 00 00 00 00  18 00 00 00 00 00 00 00  2F 00 00 00 00 00 00 00"
+                         "00 00  08 10  00  00  00 00 00 00 00 00 00 00  05 00 00 00  62 6F 78 2D 31"_hex);
+
+    std::ifstream file("/tmp/inherited");
+    const std::string inherited{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_THAT(inherited, testing::HasSubstr("/dev/null"));
+    EXPECT_THAT(inherited, testing::Not(testing::HasSubstr("/tmp/files/")));
+    EXPECT_THAT(inherited, testing::Not(testing::HasSubstr("socket:")));
+}
+
+TEST_F(FileServicesTest, APipeThatNobodyWritesHoldsUpNobody) {
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(OpenToRead(Path("pipe"), 100), "01 00  00 00 00 00  00 00 00 00  01 00 00 00"_hex);
+}
+
 TEST_F(FileServicesTest, AFileThatMayNotBeReadIsRefused) {
     fs::create_directory(Path("d"));
     EXPECT_EQ(OpenToRead(Path("missing"), 100), "03 00 06 01 A6 EC"_hex);
