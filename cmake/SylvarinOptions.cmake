@@ -11,7 +11,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 if(SYLVARIN_SANITIZE)
     # recover=none: a finding ends the program, so that a test cannot pass over it.
-    add_compile_options(-fsanitize=${SYLVARIN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    add_compile_options(-fsanitize=${SYLVARIN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${SYLVARIN_SANITIZE})
 endif()
 
@@ -25,4 +25,12 @@ if(SYLVARIN_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER
         ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${SYLVARIN_CCACHE})
     set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
+    # What was compiled with a precompiled header is of no use to another checkout. (And so both ways are built somewhere.)
+    set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
+endif()
+
+# The fastest linker that is there; a sanitizer build links dozens of programs.
+find_program(SYLVARIN_LLD ld.lld)
+if(SYLVARIN_LLD AND SYLVARIN_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
+    add_link_options(-fuse-ld=lld)
 endif()
