@@ -10,6 +10,13 @@
 // File access for clients: six service objects that turn records into calls of the file interface, with the rights of
 // the service and no check of where a path points. Records are packed and little-endian; lengths of texts count bytes
 // without an end mark.
+//
+//   0xBnn0  list directory            service
+//   0xBnn1  read file                 service
+//   0xBnn2  write file                service
+//   0xBnn3  copy or move file         service
+//   0xBnn4  delete file or directory  service
+//   0xBnn5  create directory          service
 namespace FSO {
 
 // Makes the header and the services. Always 0.

@@ -7,6 +7,16 @@
 
 // The objects that describe the device as a whole: type, name, versions, identity and serial number. They lie at fixed
 // indexes and stay for the life of the dictionary.
+//
+//   0x1000    device type       UNSIGNED32      read
+//   0x1008    device name       VISIBLE_STRING  read, write; the host name
+//   0x1009    hardware version  VISIBLE_STRING  read
+//   0x100A    software version  VISIBLE_STRING  read
+//   0x1018:1  vendor            UNSIGNED32      read
+//   0x1018:2  product code      UNSIGNED32      not supported
+//   0x1018:3  revision          UNSIGNED32      not supported
+//   0x1018:4  serial number     UNSIGNED32      not supported
+//   0xF9F0    serial number     VISIBLE_STRING  read
 namespace General {
 
 // The identity of the device.

@@ -6,6 +6,14 @@
 #include "dictionary/ObjectRecord.h"
 
 // The machine's memory: how much there is, and how much of it is available at the moment of the read.
+//
+//   0x8nn1:1  total memory      UNSIGNED32  read; bytes, not supported where they do not fit
+//   0x8nn1:2  available memory  UNSIGNED32  read; the same
+//   0x8nn1:3  reserved          UNSIGNED32  not supported
+//   0x8nn1:4  reserved          UNSIGNED32  not supported
+//   0x8nn1:5  reserved          UNSIGNED32  not supported
+//   0x8nn1:6  total memory      UNSIGNED64  read; bytes
+//   0x8nn1:7  available memory  UNSIGNED64  read; bytes
 namespace Memory {
 
 // Makes the header and the record. Always 0.

@@ -6,6 +6,16 @@
 
 // Settings that a device of this family has on other operating systems. None has a function here, and the service does
 // not start the module: nothing calls Create.
+//
+//   0x8nn1:1  Num Lock                        BOOLEAN         read, write; without an effect
+//   0x8nn1:2  remote display state            BOOLEAN         not supported
+//   0x8nn1:3  remote display enabled          BOOLEAN         not supported
+//   0x8nn1:4  security wizard enabled         BOOLEAN         not supported
+//   0x8nn1:5  automatic logon user            VISIBLE_STRING  not supported
+//   0x8nn1:6  create self-signed certificate  BOOLEAN         read; a write is not supported
+//   0xBnn0    reserved                        service, not supported
+//   0xBnn1    reserved                        service, not supported
+//   0xBnn2    reserved                        service, not supported
 namespace Misc {
 
 // Makes the header, the settings and the services. Always 0.

@@ -7,6 +7,12 @@
 #include "platform/OsUserSystemInfo.h"
 
 // The operating system: its version, told at the start, and the time since it was booted.
+//
+//   0x8nn1:1  major version  UNSIGNED32      read
+//   0x8nn1:2  minor version  UNSIGNED32      read
+//   0x8nn1:3  build          UNSIGNED32      read
+//   0x8nn1:4  version text   VISIBLE_STRING  read
+//   0x8nn2:1  uptime         UNSIGNED64      read; seconds
 namespace MDPOperatingSystem {
 
 // 0, or STATUS_UNSPECIFIED without a dictionary.

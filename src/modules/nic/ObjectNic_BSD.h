@@ -10,6 +10,17 @@
 // The network adapters: a module each, with a record of settings and two services. A read asks the machine at that
 // moment, what runs first and what is configured failing that. A write edits the start-up configuration before it
 // returns, and restarts the network on a thread that nobody waits for: the adapter that carries the client may go down.
+//
+//   0x8nn1:1  MAC address             VISIBLE_STRING  read
+//   0x8nn1:2  IPv4 address            VISIBLE_STRING  read, write
+//   0x8nn1:3  IPv4 subnet mask        VISIBLE_STRING  read, write
+//   0x8nn1:4  DHCP                    BOOLEAN         read, write
+//   0x8nn1:5  IPv4 default gateway    VISIBLE_STRING  read, write
+//   0x8nn1:6  configured DNS servers  VISIBLE_STRING  read, write
+//   0x8nn1:7  reserved                VISIBLE_STRING  not supported
+//   0x8nn1:8  active DNS servers      VISIBLE_STRING  read, write; what is written lasts until the next read
+//   0xBnn0    renew the address       service
+//   0xBnn1    set all at once         service
 namespace NIC {
 
 inline constexpr const char* resolvConf = "/etc/resolv.conf";
