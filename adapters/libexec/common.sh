@@ -17,8 +17,10 @@ die() {
     exit "$1"
 }
 
-# take_lock NAME [SECONDS]: waits for its turn, or goes on without it after that many seconds. The turn lasts as long as
-# descriptor 9 is open. The service runs programs from threads that do not wait for each other.
+# take_lock NAME SECONDS: waits for its turn, which lasts as long as descriptor 9 is open; fails if it does not come in
+# that time. The service runs programs from threads that do not wait for each other. Nobody but root can open the lock.
 take_lock() {
-    [ ! -w /run ] || { exec 9>"/run/$1.lock" && flock ${2:+-w "$2"} 9 || :; }
+    [ -w /run ] || return 0
+    [ -e "/run/$1.lock" ] || (umask 077 && : >>"/run/$1.lock")
+    exec 9<>"/run/$1.lock" && flock -w "$2" 9
 }

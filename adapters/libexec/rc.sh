@@ -29,6 +29,11 @@ rc_err() {
     exit "$1"
 }
 
+# take_network_lock: for who changes addresses, routes or DHCP clients. Longer than any wait for a DHCP server.
+take_network_lock() {
+    take_lock netif 300 || rc_err 1 'another change of the network is still at work.'
+}
+
 # load_rc_config: the settings, as variables of this shell.
 load_rc_config() {
     # shellcheck source=adapters/etc/defaults/rc.conf

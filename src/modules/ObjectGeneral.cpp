@@ -19,6 +19,7 @@
 #include "host/HostName.h"
 #include "log/Logger.h"
 #include "platform/StringHelper.h"
+#include "sysconfig/CSettingsLock.h"
 #include "sysconfig/CSystem.h"
 
 using ZMBSD::CSystem;
@@ -172,6 +173,7 @@ ObjResult SetDeviceName(char* name) {
     } else {
         // Through the shell: the character set of a device name has nothing that the shell would take as its own.
         char command[512];
+        const ZMBSD::CSettingsLock lock;
         std::snprintf(command, sizeof command, "sysrc hostname=\"%s\"", name);
         status = std::system(command);
     }

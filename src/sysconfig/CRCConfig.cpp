@@ -5,7 +5,9 @@
 
 #include "log/Logger.h"
 #include "platform/StringHelper.h"
+#include "sysconfig/CSettingsLock.h"
 #include "sysconfig/CSystem.h"
+#include "sysconfig/ReplaceFile.h"
 
 namespace ZMBSD {
 
@@ -30,8 +32,9 @@ std::string CRCConfig::ReadValue(const std::string& key) {
 }
 
 bool CRCConfig::WriteValue(const std::string& key, const std::string& value) {
+    CSettingsLock lock;
     std::vector<std::string> lines;
-    if (CSystem::ReadFile(RC_CONFIG_FILE, lines) != 0) {
+    if (!lock.ExcludeSysrc() || CSystem::ReadFile(RC_CONFIG_FILE, lines) != 0) {
         return false;
     }
     const std::string newLine = key + "=\"" + value + "\"";
@@ -43,12 +46,13 @@ bool CRCConfig::WriteValue(const std::string& key, const std::string& value) {
     } else {
         lines.push_back(newLine);
     }
-    return CSystem::WriteFile(RC_CONFIG_FILE, lines) == 0;
+    return ReplaceFile(RC_CONFIG_FILE, CSystem::JoinLines(lines)) == 0;
 }
 
 bool CRCConfig::RemoveValue(const std::string& key, const std::string& filter) {
+    CSettingsLock lock;
     std::vector<std::string> lines;
-    if (CSystem::ReadFile(RC_CONFIG_FILE, lines) != 0) {
+    if (!lock.ExcludeSysrc() || CSystem::ReadFile(RC_CONFIG_FILE, lines) != 0) {
         return false;
     }
     // An empty filter is found in every line.
@@ -59,7 +63,7 @@ bool CRCConfig::RemoveValue(const std::string& key, const std::string& filter) {
         return true;
     }
     lines.erase(line);
-    return CSystem::WriteFile(RC_CONFIG_FILE, lines) == 0;
+    return ReplaceFile(RC_CONFIG_FILE, CSystem::JoinLines(lines)) == 0;
 }
 
 bool CRCConfig::IsEnabled(const std::string& value) {
@@ -72,6 +76,7 @@ bool CRCConfig::GetNtpdEnabled() {
 
 std::uint32_t CRCConfig::SetNtpdEnabled(bool enabled) {
     const std::string setting = std::string(RC_CONFIG_NTPD) + "=" + (enabled ? RC_CONFIG_ENABLED : RC_CONFIG_DISABLED);
+    const CSettingsLock lock;
     return CSystem::ExecuteSecure(RC_SYSRC_PATH, setting.c_str(), nullptr);
 }
 

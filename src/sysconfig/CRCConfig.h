@@ -8,7 +8,8 @@ namespace ZMBSD {
 
 // Reads and changes the machine's start-up configuration. It is not a parser of that file's language: a line belongs to
 // a key when it begins with it, whatever follows, and a value is what stands between the line's first and last double
-// quote. Every call reads the file anew, and nothing locks it: the file has other writers too.
+// quote. Every call reads the file anew, as it has other writers too. A change takes CSettingsLock; who reads a value
+// in order to change it holds the lock from before the read.
 class CRCConfig {
 public:
     static constexpr const char* RC_CONFIG_FILE = "/etc/rc.conf";
@@ -19,9 +20,11 @@ public:
 
     // Empty when the key has no line with a double quote, or the file cannot be read.
     static std::string ReadValue(const std::string& key);
-    // Replaces the key's first line, or appends one. False when the file cannot be read; a failed write is not seen.
+    // Replaces the key's first line, or appends one. False when the file cannot be read or replaced, or sysrc was
+    // at work on it for half a minute.
     static bool WriteValue(const std::string& key, const std::string& value);
-    // Removes the first line of the key that holds the filter, which may be empty. True also when there is none.
+    // Removes the first line of the key that holds the filter, which may be empty. True also when there is none, false
+    // as above.
     static bool RemoveValue(const std::string& key, const std::string& filter);
 
     // Whether the value is YES, in capitals or not.

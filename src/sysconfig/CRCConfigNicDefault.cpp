@@ -1,6 +1,7 @@
 #include "sysconfig/CRCConfigNicDefault.h"
 
 #include "platform/StringHelper.h"
+#include "sysconfig/CSettingsLock.h"
 #include "sysconfig/CSystem.h"
 
 namespace ZMBSD {
@@ -12,6 +13,7 @@ std::string CRCConfigNicDefault::GetNicSettings(const std::string& adapter) {
 std::uint32_t CRCConfigNicDefault::SetNicSettings(const std::string& adapter, const std::string& address,
                                                   const std::string& mask) {
     const std::string setting = "ifconfig_" + adapter + "=inet " + address + " netmask " + mask;
+    const CSettingsLock lock;
     return CSystem::ExecuteSecure(RC_SYSRC_PATH, setting.c_str(), nullptr);
 }
 
@@ -25,6 +27,7 @@ bool CRCConfigNicDefault::GetDHCPState(const std::string& adapter) {
 
 std::uint32_t CRCConfigNicDefault::SetDHCP(const std::string& adapter) {
     const std::string setting = "ifconfig_" + adapter + "=DHCP";
+    const CSettingsLock lock;
     return CSystem::ExecuteSecure(RC_SYSRC_PATH, setting.c_str(), nullptr);
 }
 
@@ -33,11 +36,13 @@ std::string CRCConfigNicDefault::GetGateway() {
 }
 
 std::uint32_t CRCConfigNicDefault::DeleteDefaultGateway() {
+    const CSettingsLock lock;
     return CSystem::ExecuteSecure(RC_SYSRC_PATH, "-x", "defaultrouter", nullptr);
 }
 
 std::uint32_t CRCConfigNicDefault::SetGateway(const std::string& gateway) {
     const std::string setting = "defaultrouter=" + gateway;
+    const CSettingsLock lock;
     return CSystem::ExecuteSecure(RC_SYSRC_PATH, setting.c_str(), nullptr);
 }
 

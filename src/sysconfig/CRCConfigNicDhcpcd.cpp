@@ -4,6 +4,7 @@
 
 #include "log/Logger.h"
 #include "platform/StringHelper.h"
+#include "sysconfig/CSettingsLock.h"
 #include "sysconfig/CSystem.h"
 
 namespace ZMBSD {
@@ -12,7 +13,7 @@ namespace {
 
 constexpr std::uint32_t s_editFailed = 0xECA60001;
 
-// False when the flags no longer hold the option, which takes a writer between two reads of one operation.
+// False when the flags no longer hold the option, which takes an editor without a lock between two reads.
 bool ReplaceOption(std::string& flags, const std::string& option, const std::string& replacement) {
     const std::size_t position = flags.find(option);
     if (position == std::string::npos) {
@@ -27,13 +28,14 @@ bool ReplaceOption(std::string& flags, const std::string& option, const std::str
 
 std::uint32_t CRCConfigNicDhcpcd::SetNicSettings(const std::string& adapter, const std::string& address,
                                                  const std::string& mask) {
+    const CSettingsLock lock;
     if (const std::uint32_t status = CRCConfigNicDefault::SetNicSettings(adapter, address, mask); status != 0) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR,
                           "CRCConfigNicDhcpcd::SetNicSettings -> CRCConfigNicDefault::SetNicSettings failed: 0x%X",
                           status);
         return status;
     }
-    if (!WriteValue(RC_CONFIG_DHCPCD_FLAGS, GetDhcpcdDeniedInterfacesString(adapter, true))) {
+    if (!ChangeFlags([&] { return GetDhcpcdDeniedInterfacesString(adapter, true); })) {
         // The other operation's name and the two blanks are meant: whoever filters the log relies on the text.
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "CRCConfigNicDhcpcd::SetDHCP -> WriteValue  failed: 0x%X", s_editFailed);
         return s_editFailed;
@@ -47,12 +49,13 @@ bool CRCConfigNicDhcpcd::GetDHCPState(const std::string& adapter) {
 }
 
 std::uint32_t CRCConfigNicDhcpcd::SetDHCP(const std::string& adapter) {
+    const CSettingsLock lock;
     if (GetDHCPState(adapter)) {
         // "ifa_name" is meant literally.
         g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "DHCP already turned on for adapter ifa_name");
         return 0;
     }
-    if (!WriteValue(RC_CONFIG_DHCPCD_FLAGS, GetDhcpcdDeniedInterfacesString(adapter, false))) {
+    if (!ChangeFlags([&] { return GetDhcpcdDeniedInterfacesString(adapter, false); })) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "CRCConfigNicDhcpcd::SetDHCP -> WriteValue  failed: 0x%X", s_editFailed);
         return s_editFailed;
     }
@@ -65,6 +68,7 @@ std::uint32_t CRCConfigNicDhcpcd::SetDHCP(const std::string& adapter) {
 }
 
 std::uint32_t CRCConfigNicDhcpcd::DeleteDefaultGateway() {
+    const CSettingsLock lock;
     if (const std::uint32_t status = CRCConfigNicDefault::DeleteDefaultGateway(); status != 0) {
         g_pLogger->LogMsg(
             LOG_SEVERITY_ERROR,
@@ -72,7 +76,7 @@ std::uint32_t CRCConfigNicDhcpcd::DeleteDefaultGateway() {
             status);
         return status;
     }
-    if (!WriteValue(RC_CONFIG_DHCPCD_FLAGS, GetGatewayString(false))) {
+    if (!ChangeFlags([this] { return GetGatewayString(false); })) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "CRCConfigNicDhcpcd::DeleteDefaultGateway -> WriteValue failed: 0x%X",
                           s_editFailed);
         return s_editFailed;
@@ -81,12 +85,13 @@ std::uint32_t CRCConfigNicDhcpcd::DeleteDefaultGateway() {
 }
 
 std::uint32_t CRCConfigNicDhcpcd::SetGateway(const std::string& gateway) {
+    const CSettingsLock lock;
     if (const std::uint32_t status = CRCConfigNicDefault::SetGateway(gateway); status != 0) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR,
                           "CRCConfigNicDhcpcd::SetGateway -> CRCConfigNicDefault::SetGateway failed: 0x%X", status);
         return status;
     }
-    if (!WriteValue(RC_CONFIG_DHCPCD_FLAGS, GetGatewayString(true))) {
+    if (!ChangeFlags([this] { return GetGatewayString(true); })) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "CRCConfigNicDhcpcd::SetDHCP -> WriteValue failed: 0x%X", s_editFailed);
         return s_editFailed;
     }
@@ -160,6 +165,11 @@ std::string CRCConfigNicDhcpcd::GetGatewayString(bool add) {
         return {};
     }
     return CStringHelper::Trim(flags);
+}
+
+bool CRCConfigNicDhcpcd::ChangeFlags(const std::function<std::string()>& newFlags) {
+    CSettingsLock lock;
+    return lock.ExcludeSysrc() && WriteValue(RC_CONFIG_DHCPCD_FLAGS, newFlags());
 }
 
 std::string CRCConfigNicDhcpcd::GetFlag(const std::string& option, bool wantValue) {

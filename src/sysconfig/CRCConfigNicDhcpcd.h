@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,8 @@ public:
     std::string GetGatewayString(bool add);
 
 private:
+    // Writes the flags that the function makes of the present ones; nobody else changes them in between.
+    static bool ChangeFlags(const std::function<std::string()>& newFlags);
     std::string GetFlag(const std::string& option, bool wantValue);
 };
 

@@ -15,6 +15,8 @@
 #include "host/Programs.h"
 #include "log/Logger.h"
 #include "platform/StringHelper.h"
+#include "sysconfig/CSettingsLock.h"
+#include "sysconfig/ReplaceFile.h"
 
 namespace ZMBSD {
 
@@ -173,7 +175,8 @@ std::uint32_t CSystem::ReadFile(const std::string& path, std::vector<std::string
     while (std::getline(file, line)) {
         lines.push_back(line);
     }
-    return 0;
+    // What was read of a file that cannot be read to its end must not become the file.
+    return file.bad() ? static_cast<std::uint32_t>(EIO) : 0;
 }
 
 std::uint32_t CSystem::ReadFile(const std::string& path, std::string& text) {
@@ -182,9 +185,7 @@ std::uint32_t CSystem::ReadFile(const std::string& path, std::string& text) {
     if (ReadFile(path, lines) != 0) {
         return static_cast<std::uint32_t>(errno);
     }
-    for (const std::string& line : lines) {
-        text += line + '\n';
-    }
+    text = JoinLines(lines);
     return 0;
 }
 
@@ -193,16 +194,18 @@ std::uint32_t CSystem::ReadSystemLog(std::vector<std::string>& lines) {
 }
 
 std::uint32_t CSystem::WriteFile(const std::string& path, const std::vector<std::string>& lines) {
-    // In place and without a temporary file, and 0 on every path: meant so, the file's other writers do the same.
-    if (std::FILE* file = std::fopen(path.c_str(), "w"); file != nullptr) {
-        for (const std::string& line : lines) {
-            std::fwrite(line.data(), 1, line.size(), file);
-            std::fputc('\n', file);
-            std::fflush(file);
-        }
-        std::fclose(file);
-    }
+    const CSettingsLock lock;
+    // 0 also when nothing could be written: meant so.
+    ReplaceFile(path, JoinLines(lines));
     return 0;
+}
+
+std::string CSystem::JoinLines(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + '\n';
+    }
+    return text;
 }
 
 std::string CSystem::ParseValue(const std::string& text, const std::string& key) {

@@ -6,9 +6,10 @@
 
 namespace ZMBSD {
 
-// How the modules run programs and read or rewrite whole text files. No state and no lock: any thread may call, and
-// nothing serialises two writers of one file. A status of 0 is success; otherwise it is a program's exit code or raw
-// wait status, an errno value, or 0x8007000E for a lack of memory, and callers must not take one for another.
+// How the modules run programs and read or rewrite whole text files. No state: any thread may call. Who changes a file
+// by reading and writing it holds CSettingsLock round both. A status of 0 is success; otherwise it is a program's exit
+// code or raw wait status, an errno value, or 0x8007000E for a lack of memory, and callers must not take one for
+// another.
 class CSystem {
 public:
     static constexpr const char* TZSETUP_PATH = "/usr/sbin/tzsetup";
@@ -37,12 +38,16 @@ public:
     static std::uint32_t ExecuteSecure(const char* path, ...);
     static std::uint32_t ExecuteSecureInternal(const std::vector<std::string>& arguments);
 
-    // 0 or errno. Lines come without their line feed; the text has one behind each line.
+    // 0 or errno, EIO also for a file that cannot be read to its end. Lines come without their line feed; the text has
+    // one behind each line.
     static std::uint32_t ReadFile(const std::string& path, std::vector<std::string>& lines);
     static std::uint32_t ReadFile(const std::string& path, std::string& text);
     static std::uint32_t ReadSystemLog(std::vector<std::string>& lines);
-    // Rewrites the file in place, a line feed behind each line. Always 0, also when nothing could be written.
+    // ReplaceFile with a line feed behind each line. Always 0, also when nothing could be written: who needs to know
+    // calls that.
     static std::uint32_t WriteFile(const std::string& path, const std::vector<std::string>& lines);
+    // The lines as one text, a line feed behind each.
+    static std::string JoinLines(const std::vector<std::string>& lines);
 
     // What follows the first occurrence of the key, anywhere in the text, without leading white space.
     static std::string ParseValue(const std::string& text, const std::string& key);

@@ -45,10 +45,13 @@ int StatusOf(int waitStatus) {
 
 } // namespace
 
+std::string AdapterPath(const std::string& path) {
+    const auto build = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path();
+    return build / "libexec/sylvarin/adapters" / path.substr(1);
+}
+
 TRun RunAdapter(const std::vector<std::string>& arguments) {
-    const auto program = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() /
-                         "libexec/sylvarin/adapters" / arguments.at(0).substr(1);
-    const std::string path = program.string();
+    const std::string path = AdapterPath(arguments.at(0));
     std::vector<char*> argv;
     argv.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) {

@@ -10,6 +10,9 @@ struct TRun {
     std::string error;
 };
 
+// Where the adapters tree has the program of that FreeBSD path.
+std::string AdapterPath(const std::string& path);
+
 // Runs a program of the adapters tree by its FreeBSD path, without any environment, as the service does.
 TRun RunAdapter(const std::vector<std::string>& arguments);
 

@@ -42,7 +42,7 @@ void ExpectUntouchedAfter(const std::string& argument) {
     EXPECT_EQ("", run.output) << argument;
     EXPECT_EQ(1, run.status) << argument;
     EXPECT_EQ(text, ReadText(RC_CONF)) << argument;
-    EXPECT_EQ("/etc/rc.conf", Shell("ls /etc/rc.conf*")) << argument;
+    EXPECT_EQ("rc.conf", Shell("ls -A /etc | grep rc.conf")) << argument;
 }
 
 } // namespace
@@ -119,7 +119,7 @@ TEST(Sysrc, KeepsTheModeAndOwnerOfTheFileAndALinkToIt) {
     EXPECT_EQ("640 7:9", Shell("stat -c '%a %u:%g' /etc/rc.conf.real"));
     EXPECT_EQ("rc.conf.real", Shell("readlink /etc/rc.conf"));
     EXPECT_EQ("a=\"2\"\n", ReadText("/etc/rc.conf.real"));
-    EXPECT_EQ("", Shell("ls /etc | grep 'rc.conf.real.'"));
+    EXPECT_EQ("rc.conf\nrc.conf.real", Shell("ls -A /etc | grep rc.conf"));
 }
 
 TEST(Sysrc, MakesAFileThatIsNotThereYet) {
@@ -221,6 +221,72 @@ TEST(Sysrc, LeavesNothingBehindIfTheNewFileCannotBeMadeOrTakeItsPlace) {
 
         Shell("rm /usr/local/bin/" + program);
     }
+}
+
+TEST(Sysrc, PutsTheNewFileOnTheDiskBeforeAndAfterItTakesItsPlace) {
+    WriteText(RC_CONF, "a=1\n");
+    Shadow("sync", "echo \"sync $*\" >>/tmp/calls\n");
+    Shadow("mv", "echo mv >>/tmp/calls\nexec /bin/mv \"$@\"\n");
+
+    EXPECT_EQ(0, Sysrc({"a=2"}).status);
+
+    EXPECT_EQ("sync -- /etc/.rc.conf.new\nmv\nsync -- /etc/\n", ReadText("/tmp/calls"));
+
+    Shadow("sync", "exit 1\n");
+    ExpectUntouchedAfter("b=4");
+}
+
+TEST(Sysrc, LeavesNothingBehindWhenItIsToldToEnd) {
+    for (const std::string signal : {"HUP", "INT", "TERM"}) {
+        Shadow("sync", "kill -" + signal + " $PPID\n");
+
+        ExpectUntouchedAfter("-x");
+    }
+}
+
+TEST(Sysrc, WritesOverWhatAKilledOneLeftBehind) {
+    WriteText(RC_CONF, "a=1\n");
+    Shadow("sync", "kill -KILL $PPID\n");
+    EXPECT_EQ(137, Sysrc({"a=2"}).status);
+    EXPECT_EQ("a=1\n", ReadText(RC_CONF));
+
+    Shell("rm /usr/local/bin/sync");
+    ExpectRun(Sysrc({"a=3"}), 0, "a: 1 -> 3\n");
+
+    EXPECT_EQ("a=\"3\"\n", ReadText(RC_CONF));
+    EXPECT_EQ("rc.conf", Shell("ls -A /etc | grep rc.conf"));
+}
+
+TEST(Sysrc, ManyAtOnceLoseNothingOfEachOther) {
+    std::string foreign;
+    for (int i = 0; i < 100; ++i) {
+        foreign += "foreign" + std::to_string(i) + "=\"1\"\n";
+    }
+    WriteText(RC_CONF, foreign);
+    const std::string sysrc = AdapterPath("/usr/sbin/sysrc");
+
+    Shell("for k in 1 2 3 4; do (for v in 1 2 3 4 5 6; do " + sysrc + " own$k=$v; done; " + sysrc +
+          " -x own$k) & done >/dev/null; wait");
+
+    EXPECT_EQ(foreign, ReadText(RC_CONF));
+}
+
+TEST(Sysrc, WaitsForAnotherOneAndReadsTheFileAfterwards) {
+    WriteText(RC_CONF, "list=\"a\"\n");
+    Shell("flock /run/rc.conf.lock sh -c 'touch /tmp/held; sleep 0.5; echo list=\\\"a b\\\" >/etc/rc.conf'"
+          " >/dev/null 2>&1 &");
+    ASSERT_TRUE(Eventually("test -e /tmp/held"));
+
+    ExpectRun(Sysrc({"list"}), 0, "list: a\n");
+    ExpectRun(Sysrc({"list+=c"}), 0, "list: a b -> a b c\n");
+}
+
+TEST(Sysrc, LetsNobodyElseOpenItsLock) {
+    WriteText(RC_CONF, "");
+
+    Sysrc({"a=1"});
+
+    EXPECT_EQ("600", Shell("stat -c %a /run/rc.conf.lock"));
 }
 
 TEST(Sysrc, DeletesNothingOfAFileIfItCannotTellWhatIsInIt) {

@@ -10,6 +10,7 @@
 #include "platform/LittleEndian.h"
 #include "platform/OsUserThread.h"
 #include "sysconfig/CRCConfigNic.h"
+#include "sysconfig/CSettingsLock.h"
 #include "sysconfig/CSystem.h"
 
 using ZMBSD::CRCConfigNic;
@@ -62,6 +63,21 @@ bool ParseRequest(const unsigned char* data, std::uint32_t size, TAddresses& add
         at += lengths[i];
     }
     return true;
+}
+
+// Puts the address and its gateway into the configuration with no other change in between.
+ObjResult SetAll(CObject0x8nn1& record, const TAddresses& addresses) {
+    const ZMBSD::CSettingsLock lock;
+    const ObjResult addressResult = record.SetIPv4(addresses.address, addresses.mask);
+    if (addressResult != OBJ_E_NOERR) {
+        g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "SetIPv4 failed: %lu", static_cast<unsigned long>(addressResult));
+    }
+    const ObjResult gatewayResult = record.SetGateway(addresses.gateway);
+    if (gatewayResult != OBJ_E_NOERR) {
+        g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "SetGateway: %lu", static_cast<unsigned long>(gatewayResult));
+    }
+    // Meant: the gateway's success hides the address's failure, and the other way round.
+    return gatewayResult == OBJ_E_NOERR ? OBJ_E_NOERR : addressResult;
 }
 
 void StartThread(OsUserThreadRoutine routine, std::unique_ptr<std::string> adapter) {
@@ -140,17 +156,9 @@ ObjResult CObj0xBnn1::Run() {
         return OBJ_E_INVALIDDATA;
     }
     return WithRecord(Index(), [&](CObject0x8nn1& record) {
-        const ObjResult addressResult = record.SetIPv4(addresses.address, addresses.mask);
-        if (addressResult != OBJ_E_NOERR) {
-            g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "SetIPv4 failed: %lu", static_cast<unsigned long>(addressResult));
-        }
-        const ObjResult gatewayResult = record.SetGateway(addresses.gateway);
-        if (gatewayResult != OBJ_E_NOERR) {
-            g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "SetGateway: %lu", static_cast<unsigned long>(gatewayResult));
-        }
+        const ObjResult result = SetAll(record, addresses);
         record.RestartNetworkAsync();
-        // Meant: the gateway's success hides the address's failure, and the other way round.
-        return gatewayResult == OBJ_E_NOERR ? OBJ_E_NOERR : addressResult;
+        return result;
     });
 }
 

@@ -10,9 +10,12 @@
 #include "modules/nic/ObjectNic_BSD.h"
 #include "platform/StringHelper.h"
 #include "sysconfig/CRCConfigNic.h"
+#include "sysconfig/CSettingsLock.h"
 #include "sysconfig/CSystem.h"
+#include "sysconfig/ReplaceFile.h"
 
 using ZMBSD::CRCConfigNic;
+using ZMBSD::CSettingsLock;
 using ZMBSD::CSystem;
 
 // The writing of an adapter's settings.
@@ -97,6 +100,7 @@ ObjResult CObject0x8nn1::SetIPv4(const std::string& address, const std::string& 
                           address.c_str(), mask.c_str());
         return OBJ_E_INVALIDARG;
     }
+    const CSettingsLock lock;
     const auto configuration = CRCConfigNic::Create();
     if (configuration == nullptr) {
         return OBJ_E_INVALIDDATA;
@@ -128,6 +132,7 @@ ObjResult CObject0x8nn1::SetDHCP(bool on) {
     if (!on) {
         return OBJ_E_NOTSUPPORTED;
     }
+    const CSettingsLock lock;
     const auto configuration = CRCConfigNic::Create();
     if (configuration == nullptr) {
         return OBJ_E_INVALIDDATA;
@@ -144,6 +149,7 @@ ObjResult CObject0x8nn1::SetDHCP(bool on) {
 }
 
 ObjResult CObject0x8nn1::SetGateway(const std::string& gateway) {
+    const CSettingsLock lock;
     const auto configuration = CRCConfigNic::Create();
     if (configuration == nullptr) {
         return OBJ_E_INVALIDDATA;
@@ -172,6 +178,7 @@ ObjResult CObject0x8nn1::SetDNS(const std::string& servers) {
         return OBJ_E_UNEXPECTED;
     }
     if (servers.empty() || servers == "no" || servers == "NO" || servers == UNSET_ADDRESS) {
+        const CSettingsLock lock;
         std::remove(resolvConfBase);
         return OBJ_E_NOERR;
     }
@@ -202,10 +209,11 @@ ObjResult CObject0x8nn1::WriteDnsServersToResolvConfig(const std::vector<std::st
     for (std::size_t i = 0; i < std::min(servers.size(), MAX_SERVERS); ++i) {
         lines.push_back("nameserver " + UpToNul(servers[i]));
     }
+    const CSettingsLock lock;
     if (const int status = CSystem::CreateDirectories(resolvConfD); status != 0) {
         return OsResult(static_cast<std::uint32_t>(status));
     }
-    if (const std::uint32_t status = CSystem::WriteFile(resolvConfBase, lines); status != 0) {
+    if (const std::uint32_t status = ZMBSD::ReplaceFile(resolvConfBase, CSystem::JoinLines(lines)); status != 0) {
         return OsResult(status);
     }
     return OBJ_E_NOERR;

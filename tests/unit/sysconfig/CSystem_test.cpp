@@ -242,19 +242,26 @@ TEST_F(SystemTest, ReadFileGivesTheErrorOfAFileThatCannotBeOpened) {
     EXPECT_EQ(text, "");
 }
 
-TEST_F(SystemTest, WriteFileRewritesTheFileInPlace) {
+TEST_F(SystemTest, ReadFileFailsWhereAFileCannotBeReadToItsEnd) {
+    std::vector<std::string> lines;
+    EXPECT_EQ(CSystem::ReadFile(m_directory, lines), static_cast<std::uint32_t>(EIO));
+}
+
+TEST_F(SystemTest, WriteFileReplacesTheFileAsAWhole) {
     const std::string path = Write("a much longer old text\n");
-    std::filesystem::create_hard_link(path, Path("same"));
+    std::ifstream reader(path);
     EXPECT_EQ(CSystem::WriteFile(path, {"a", "", "b"}), 0U);
-    EXPECT_EQ(Bytes("same"), "a\n\nb\n");
+    EXPECT_EQ(Bytes("file"), "a\n\nb\n");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "a much longer old text\n");
     EXPECT_EQ(CSystem::WriteFile(path, {}), 0U);
-    EXPECT_EQ(Bytes("same"), "");
+    EXPECT_EQ(Bytes("file"), "");
 }
 
 TEST_F(SystemTest, WriteFileReportsNoFailure) {
     EXPECT_EQ(CSystem::WriteFile(Path("absent/file"), {"a"}), 0U);
     EXPECT_FALSE(std::filesystem::exists(Path("absent")));
-    EXPECT_EQ(CSystem::WriteFile("/dev/full", {"a"}), 0U);
+    std::filesystem::create_directory(Path("directory"));
+    EXPECT_EQ(CSystem::WriteFile(Path("directory"), {"a"}), 0U);
 }
 
 TEST_F(SystemTest, ParseValueGivesWhatFollowsTheKey) {
