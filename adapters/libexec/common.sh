@@ -24,3 +24,8 @@ take_lock() {
     [ -e "/run/$1.lock" ] || (umask 077 && : >>"/run/$1.lock")
     exec 9<>"/run/$1.lock" && flock -w "$2" 9
 }
+
+# release_lock: before the program waits for something that others may end.
+release_lock() {
+    flock -u 9 2>/dev/null || :
+}

@@ -34,3 +34,12 @@ dhcp_kind() {
 dhclient_pidfile() {
     printf '/var/run/dhclient/dhclient.%s.pid\n' "$1"
 }
+
+# dhclient_pids ADAPTER: prints the numbers of all its clients, also of those that its pid file does not name.
+dhclient_pids() {
+    clients=''
+    for pid in $(pids_of dhclient); do
+        ! grep -qxzF -e "$1" "/proc/$pid/cmdline" 2>/dev/null || clients="$clients $pid"
+    done
+    printf '%s' "${clients# }"
+}

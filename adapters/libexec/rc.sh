@@ -74,13 +74,33 @@ pid_from_file() {
     fi
 }
 
-# end_pid PID: ends a daemon and waits until it is gone. dhcpcd loses a signal that meets it while it reads a command, so
-# the signal is sent again every three seconds, and after thirty the daemon is not asked any more.
-end_pid() {
-    printf 'Waiting for PIDS: %s' "$1"
-    tries=0 signal=TERM
-    while kill -0 "$1" 2>/dev/null; do
-        [ $((tries % 30)) -ne 0 ] || kill -$signal "$1" 2>/dev/null
+# pids_of PROGRAM: prints the numbers of its processes, in one line. Those of other networks, as containers have, are left
+# out, and so are the programs of this tree that have the same name.
+pids_of() {
+    found=''
+    for pid in $(pgrep -x --ns $$ --nslist net "$1"); do
+        case $(readlink "/proc/$pid/exe") in
+        */"$1" | */"$1 (deleted)") found="$found $pid" ;;
+        esac
+    done
+    printf '%s' "${found# }"
+}
+
+# alive PID...: prints those that still run.
+alive() {
+    for pid do
+        ! kill -0 "$pid" 2>/dev/null || printf '%s ' "$pid"
+    done
+}
+
+# end_pids PID...: ends daemons and waits until they are gone. dhcpcd loses a signal that meets it while it reads a
+# command, so the signal is sent again every three seconds, and after thirty the daemons are not asked any more.
+end_pids() {
+    printf 'Waiting for PIDS: %s' "$*"
+    tries=0 signal=TERM left=$*
+    # shellcheck disable=SC2086 # numbers
+    while left=$(alive $left) && [ -n "$left" ]; do
+        [ $((tries % 30)) -ne 0 ] || kill -$signal $left 2>/dev/null
         sleep 0.1
         tries=$((tries + 1))
         [ $tries -lt 300 ] || signal=KILL

@@ -1,6 +1,7 @@
 #include "sysconfig/CRCConfigNicDhcpcd.h"
 
 #include <algorithm>
+#include <mutex>
 
 #include "log/Logger.h"
 #include "platform/StringHelper.h"
@@ -12,6 +13,10 @@ namespace ZMBSD {
 namespace {
 
 constexpr std::uint32_t s_editFailed = 0xECA60001;
+
+// Held while clients are stopped and started: one that is started while the daemon of all adapters is down would be one
+// of its own, which that daemon's next restart does not end.
+std::mutex s_clients;
 
 // False when the flags no longer hold the option, which takes an editor without a lock between two reads.
 bool ReplaceOption(std::string& flags, const std::string& option, const std::string& replacement) {
@@ -99,14 +104,19 @@ std::uint32_t CRCConfigNicDhcpcd::SetGateway(const std::string& gateway) {
 }
 
 std::uint32_t CRCConfigNicDhcpcd::RestartAdapter(const std::string& /*adapter*/) {
+    const std::lock_guard lock(s_clients);
     CSystem::Execute("service netif restart");
     CSystem::Execute("service dhcpcd restart");
     return 0;
 }
 
 std::uint32_t CRCConfigNicDhcpcd::RenewIP(const std::string& adapter) {
-    CSystem::Execute("dhcpcd -k " + adapter);
-    CSystem::Execute("dhcpcd " + adapter);
+    const std::lock_guard lock(s_clients);
+    // A client that is started for an adapter which has become static would bring its leased address back.
+    if (CSystem::IsShellSafe(adapter) && GetDHCPState(adapter)) {
+        CSystem::Execute("dhcpcd -k " + adapter);
+        CSystem::Execute("dhcpcd " + adapter);
+    }
     return 0;
 }
 

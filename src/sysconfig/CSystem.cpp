@@ -85,6 +85,11 @@ std::uint32_t WaitForExit(pid_t child) {
 
 } // namespace
 
+bool CSystem::IsShellSafe(const std::string& name) {
+    constexpr const char* safe = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._@-";
+    return !name.empty() && name.find_first_not_of(safe) == std::string::npos;
+}
+
 void CSystem::Execute(const std::string& command) {
     [[maybe_unused]] const int status = std::system(command.c_str());
 }
@@ -268,6 +273,9 @@ std::uint32_t CSystem::PwGroupDelete(const std::string& group) {
 
 std::string CSystem::NetstatGetDefaultGateway(const std::string& interface) {
     std::string gateway;
+    if (!IsShellSafe(interface)) {
+        return gateway;
+    }
     // An empty text, whether the query failed or printed nothing.
     Execute("route -n get default -interface " + interface + " | awk '/gateway/ {print $2}'", gateway);
     return gateway;

@@ -23,8 +23,12 @@ public:
     static constexpr const char* SERVICE_NTPD = "ntpd";
     static constexpr const char* RC_PROPERTY_NOT_EXISTS = "NO";
 
-    // Through the shell. The command's text is fixed or holds a name that the service itself read from the system:
-    // what comes from a client goes through ExecuteSecure.
+    // Whether a name that the system gave, of an adapter for instance, may stand in a command of the shell: letters of
+    // ASCII, digits and "._@-". With any other name the command is not run.
+    static bool IsShellSafe(const std::string& name);
+
+    // Through the shell. The command's text is fixed or holds a name that IsShellSafe accepts: what comes from a client
+    // goes through ExecuteSecure.
     static void Execute(const std::string& command);
     // With standard output captured: all lines, the first line, or the first line as a decimal number. The two latter
     // give -1 and leave output alone when nothing was printed. A line that does not begin with a number throws
@@ -65,7 +69,8 @@ public:
     static std::uint32_t PwUserGroupRemove(const std::string& user, const std::string& group);
     static std::uint32_t PwGroupAdd(const std::string& group);
     static std::uint32_t PwGroupDelete(const std::string& group);
-    // The default gateway reached through an interface, as text; empty when there is none.
+    // The default gateway reached through an interface, as text; empty when there is none, or the interface's name is
+    // not safe.
     static std::string NetstatGetDefaultGateway(const std::string& interface);
     static void UpdateResolver();
 };

@@ -79,8 +79,8 @@ std::uint32_t WriteBeside(const std::string& name, const struct stat* old, std::
     if (!file) {
         return LastError();
     }
-    if (old != nullptr && (fchown(file.Get(), old->st_uid, old->st_gid) != 0 ||
-                           fchmod(file.Get(), old->st_mode & s_permissions) != 0)) {
+    if (old != nullptr &&
+        (fchown(file.Get(), old->st_uid, old->st_gid) != 0 || fchmod(file.Get(), old->st_mode & s_permissions) != 0)) {
         return LastError();
     }
     return WriteWhole(file.Get(), content);

@@ -211,11 +211,13 @@ TEST(Netif, PassesOverAnAdapterThatDoesNotExist) {
     EXPECT_EQ("", Shell("ls /tmp/called 2>/dev/null"));
 }
 
-TEST(Netif, PutsTheDefaultRouteBackThatTheAdapterLostOnItsWayDown) {
+TEST(Netif, LeavesTheDefaultRouteThatTheAdapterTookAlongToRouting) {
     WriteText(RC_CONF, "ifconfig_em0=\"inet 192.168.10.20/24\"\ndefaultrouter=\"192.168.10.1\"\n");
 
     Netif({"restart", "em0"});
+    EXPECT_EQ("", Shell("ip route show default"));
 
+    RunAdapter({"/etc/rc.d/routing", "restart"});
     EXPECT_THAT(Shell("ip route show default"), HasSubstr("via 192.168.10.1 dev em0"));
 }
 
@@ -316,6 +318,67 @@ TEST(Dhclient, RestartAsksTheServerAgain) {
     EXPECT_EQ(0, RunAdapter({"/etc/rc.d/dhclient", "status", "em1"}).status);
 }
 
+TEST(Dhclient, RestartsAtOnceLeaveOneClient) {
+    const CDhcpServer server;
+    WriteText(RC_CONF, "ifconfig_em1=\"DHCP\"\n");
+    Netif({"restart", "em1"});
+
+    const std::string dhclient = AdapterPath("/etc/rc.d/dhclient");
+    Shell("for i in 1 2 3 4 5; do " + dhclient + " restart em1 >/dev/null 2>&1 & done; wait");
+
+    EXPECT_EQ("1", Shell("pgrep -c -f '^/sbin/dhclient .* em1$'"));
+    EXPECT_TRUE(Eventually("ip -4 -o addr show dev em1 | grep 192.168.20."));
+}
+
+TEST(Dhclient, RestartTakesThePlaceOfOneThatStillWaitsForAServer) {
+    WriteText(RC_CONF, "ifconfig_em1=\"DHCP\"\n");
+    Shell("ip link set em1 up; " + AdapterPath("/etc/rc.d/dhclient") + " restart em1 >/dev/null 2>&1 &");
+    ASSERT_TRUE(Eventually("pgrep -f '^/sbin/dhclient .* em1$'"));
+
+    // Nobody holds the lock while it waits.
+    EXPECT_EQ("", Shell("flock -n /run/netif.lock true || echo held"));
+    EXPECT_EQ(0, Netif({"restart", "em1"}).status);
+
+    EXPECT_EQ("1", Shell("pgrep -c -f '^/sbin/dhclient .* em1$'"));
+}
+
+TEST(Dhclient, StaticAdapterHasNoClientWhoeverStartedIt) {
+    const CDhcpServer server;
+    WriteText(RC_CONF, "ifconfig_em1=\"DHCP\"\n");
+    Shell("ip link set em1 up");
+    Shell("dhclient -nw -pf /tmp/own.pid -lf /tmp/own.leases em1 >/dev/null 2>&1");
+    Shell("dhclient -nw -pf /tmp/other.pid -lf /tmp/other.leases em0 >/dev/null 2>&1");
+    Netif({"start", "em1"});
+    ASSERT_TRUE(Eventually("ip -4 -o addr show dev em1 | grep 192.168.20."));
+
+    WriteText(RC_CONF, "ifconfig_em1=\"inet 192.168.20.99/24\"\n");
+    Netif({"restart", "em1"});
+
+    EXPECT_EQ(" em0", Shell("pgrep -a -x dhclient | grep -o ' em[01]$'"));
+    EXPECT_EQ("192.168.20.99/24", AddressesOf("em1"));
+}
+
+TEST(Dhclient, ClientsOfOtherNetworksAreLeftAlone) {
+    WriteText(RC_CONF, "ifconfig_em1=\"inet 192.168.20.99/24\"\n");
+    Shell("ip -netns em1-peer link add em1 type veth peer name other && ip -netns em1-peer link set em1 up");
+    Shell("ip netns exec em1-peer dhclient -nw -pf /tmp/own.pid -lf /tmp/own.leases em1 >/dev/null 2>&1");
+    ASSERT_EQ("1", Shell("pgrep -c -x dhclient"));
+
+    Netif({"restart", "em1"});
+
+    EXPECT_EQ("1", Shell("pgrep -c -x dhclient"));
+}
+
+TEST(Dhclient, WaitsForARestartOfTheAdapterAndTakesItsSettings) {
+    WriteText(RC_CONF, "ifconfig_em1=\"DHCP\"\n");
+    WriteText("/tmp/new.conf", "ifconfig_em1=\"inet 192.168.20.99/24\"\n");
+    Shell("flock /run/netif.lock sh -c 'touch /tmp/held; sleep 0.5; cp /tmp/new.conf /etc/rc.conf' >/dev/null 2>&1 &");
+    ASSERT_TRUE(Eventually("test -e /tmp/held"));
+
+    EXPECT_EQ("'em1' is not a DHCP-enabled interface\n", RunAdapter({"/etc/rc.d/dhclient", "restart", "em1"}).output);
+    EXPECT_EQ("", Shell("pgrep -x -f '/sbin/dhclient .*'"));
+}
+
 TEST(Dhclient, RefusesAnAdapterWithoutDhcp) {
     WriteText(RC_CONF, "ifconfig_em0=\"inet 192.168.10.20/24\"\n");
 
@@ -357,6 +420,21 @@ TEST(Dhcpcd, ServesAllAdaptersButTheDeniedOnes) {
 
     EXPECT_EQ(0, RunAdapter({"/usr/sbin/service", "dhcpcd", "stop"}).status);
     EXPECT_EQ("", Shell("pgrep -x dhcpcd"));
+}
+
+TEST(Dhcpcd, RestartEndsClientsOfSingleAdaptersToo) {
+    const CDhcpServer server;
+    WriteText(RC_CONF, "dhcpcd_enable=\"YES\"\ndhcpcd_flags=\"--denyinterfaces em0,em1 --noarp\"\n"
+                       "ifconfig_em1=\"inet 192.168.20.98/24\"\n");
+    Shell("ip link set em1 up");
+    Shell("dhcpcd --noarp --nodev -b em1 >/dev/null 2>&1");
+    ASSERT_TRUE(Eventually("ip -4 -o addr show dev em1 | grep 192.168.20.5"));
+
+    RunAdapter({"/usr/sbin/service", "netif", "restart"});
+    EXPECT_EQ(0, RunAdapter({"/usr/sbin/service", "dhcpcd", "restart"}).status);
+
+    EXPECT_EQ("", Shell("pgrep -a dhcpcd | grep em1$"));
+    EXPECT_EQ("192.168.20.98/24", AddressesOf("em1"));
 }
 
 TEST(Dhcpcd, IsLeftAloneUnlessEnabled) {

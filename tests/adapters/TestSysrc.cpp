@@ -238,9 +238,13 @@ TEST(Sysrc, PutsTheNewFileOnTheDiskBeforeAndAfterItTakesItsPlace) {
 
 TEST(Sysrc, LeavesNothingBehindWhenItIsToldToEnd) {
     for (const std::string signal : {"HUP", "INT", "TERM"}) {
+        WriteText(RC_CONF, "a=1\n");
         Shadow("sync", "kill -" + signal + " $PPID\n");
 
-        ExpectUntouchedAfter("-x");
+        EXPECT_LT(128, Sysrc({"a=2"}).status) << signal;
+
+        EXPECT_EQ("a=1\n", ReadText(RC_CONF)) << signal;
+        EXPECT_EQ("rc.conf", Shell("ls -A /etc | grep rc.conf")) << signal;
     }
 }
 

@@ -14,10 +14,9 @@ ObjResult WithRecord(unsigned short index, Operation operation) {
         return OBJ_E_UNEXPECTED;
     }
     const CRef<CObject> object = dictionary->GetObjectRef(static_cast<unsigned short>((index & 0x0FF0U) | 0x8001U));
-    if (!object) {
-        return OBJ_E_UNEXPECTED;
-    }
-    return operation(static_cast<CObject0x8nn1&>(*object));
+    // At that index another module may have an object of another kind.
+    auto* record = dynamic_cast<CObject0x8nn1*>(object.Get());
+    return record != nullptr ? operation(*record) : OBJ_E_UNEXPECTED;
 }
 
 } // namespace NIC

@@ -33,6 +33,7 @@ namespace NIC {
 
 namespace {
 
+constexpr unsigned short LAST_SLOT = 0x8FF0;
 constexpr unsigned short MODULE_TYPE = 2;
 constexpr const char* MODULE_NAME = "Nic";
 constexpr std::int64_t TEXT_ID_MODULE = 1070;
@@ -94,12 +95,20 @@ ObjResult Create() {
         return static_cast<ObjResult>(result);
     }
     for (const Host::TLinkInterface& interface : interfaces) {
+        // The indexes behind the last slot would lead to the objects of other adapters.
+        if (dictionary->GetNextFree0x8nn0Slot() > LAST_SLOT) {
+            break;
+        }
         if (!interface.loopback) {
             AddAdapter(*dictionary.Get(), interface);
         }
     }
     return OBJ_E_NOERR;
 }
+
+CObject0x8nn1::CObject0x8nn1()
+    : m_restart(*this, RestartNetwork, &m_adapter, "RestartNetwork"), m_renewal(*this, RenewIP, &m_adapter, "RenewIP"),
+      m_resolverUpdate(*this, UpdateResolvConf, nullptr, "UpdateResolvConf") {}
 
 ObjResult CObject0x8nn1::Init(unsigned short index, const std::string& adapter, const std::string& mac) {
     m_adapter = adapter;

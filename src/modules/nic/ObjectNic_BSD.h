@@ -6,6 +6,7 @@
 
 #include "dictionary/ObjServiceTransfer.h"
 #include "dictionary/ObjectRecord.h"
+#include "modules/nic/NicJob.h"
 
 // The network adapters: a module each, with a record of settings and two services. A read asks the machine at that
 // moment, what runs first and what is configured failing that. A write edits the start-up configuration before it
@@ -28,7 +29,7 @@ inline constexpr const char* resolvConfD = "/etc/resolvconf/resolv.conf.d";
 inline constexpr const char* resolvConfBase = "/etc/resolvconf/resolv.conf.d/base";
 
 // Makes the objects of every adapter but the loopback. 0, STATUS_UNSPECIFIED without a dictionary, or getifaddrs'
-// failure. Adapters that come later get no objects.
+// failure. Adapters that come later, or find no slot of a module left, get no objects.
 ObjResult Create();
 
 // The settings of one adapter. Lives as long as the dictionary.
@@ -49,6 +50,8 @@ public:
     static constexpr unsigned char SUB_DNS = 6;
     static constexpr unsigned char SUB_RESERVED = 7;
     static constexpr unsigned char SUB_DNS_ACTIVE = 8;
+
+    CObject0x8nn1();
 
     ObjResult Init(unsigned short index, const std::string& adapter, const std::string& mac);
 
@@ -87,7 +90,8 @@ public:
     // Keeps the first three.
     ObjResult WriteDnsServersToResolvConfig(const std::vector<std::string>& servers);
 
-    // Each starts its thread routine below; nobody learns how it ends.
+    // Each has its thread routine below run in the background; nobody learns how it ends. What is asked for while it
+    // runs is done once more behind that run.
     void RestartNetworkAsync();
     void RenewIPAsync();
     void UpdateResolvConfAsync();
@@ -97,6 +101,9 @@ private:
 
     std::string m_adapter;
     std::string m_mac;
+    CNicJob m_restart;
+    CNicJob m_renewal;
+    CNicJob m_resolverUpdate;
 };
 
 // A service of an adapter: runs with its section held, and tells a failure's code as a number of eight bytes.
@@ -132,8 +139,9 @@ ObjResult OnWrite_DHCP(TInfoItem* item, unsigned short index, unsigned char subI
 ObjResult OnWrite_Gateway(TInfoItem* item, unsigned short index, unsigned char subIndex, void* data, unsigned int size);
 ObjResult OnWrite_DNS(TInfoItem* item, unsigned short index, unsigned char subIndex, void* data, unsigned int size);
 
-// Thread routines; all give 0. The first two take a std::string from new, the adapter's name, and delete it: the record
-// may be gone before they are done.
+// What runs in the background; all give 0. The first two take a std::string, the adapter's name, and throw what a lack
+// of memory throws. RestartNetwork restarts routing first and the adapter then; where that has taken away the route to
+// the configured default router, routing comes once more.
 std::uint32_t RestartNetwork(void* adapterName);
 std::uint32_t RenewIP(void* adapterName);
 std::uint32_t UpdateResolvConf(void* parameter);

@@ -1,14 +1,12 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <memory>
 
 #include "log/Logger.h"
 #include "modules/nic/NicRecord.h"
 #include "modules/nic/ObjectNic_BSD.h"
-#include "platform/CHandle.h"
 #include "platform/LittleEndian.h"
-#include "platform/OsUserThread.h"
+#include "platform/StringHelper.h"
 #include "sysconfig/CRCConfigNic.h"
 #include "sysconfig/CSettingsLock.h"
 #include "sysconfig/CSystem.h"
@@ -80,41 +78,43 @@ ObjResult SetAll(CObject0x8nn1& record, const TAddresses& addresses) {
     return gatewayResult == OBJ_E_NOERR ? OBJ_E_NOERR : addressResult;
 }
 
-void StartThread(OsUserThreadRoutine routine, std::unique_ptr<std::string> adapter) {
-    // Closing the handle lets the thread go its own way.
-    const CHandle thread(OsUserCreateThread(nullptr, 0, routine, adapter.get(), 0, nullptr));
-    if (thread != nullptr) {
-        [[maybe_unused]] const std::string* ownedByTheThread = adapter.release();
-    }
+// Whether rc.conf names a default router that the routing table has not. The address of a running adapter takes the
+// routes through it along when it goes.
+bool LacksDefaultRoute(CRCConfigNic& configuration, const std::string& adapter) {
+    const std::string router = configuration.GetGateway();
+    return !router.empty() && CStringHelper::ToUpper(router) != CSystem::RC_PROPERTY_NOT_EXISTS &&
+           CSystem::NetstatGetDefaultGateway(adapter).empty();
 }
 
 } // namespace
 
 void CObject0x8nn1::RestartNetworkAsync() {
-    StartThread(RestartNetwork, std::make_unique<std::string>(m_adapter));
+    m_restart.Request();
 }
 
 void CObject0x8nn1::RenewIPAsync() {
-    StartThread(RenewIP, std::make_unique<std::string>(m_adapter));
+    m_renewal.Request();
 }
 
 void CObject0x8nn1::UpdateResolvConfAsync() {
-    StartThread(UpdateResolvConf, nullptr);
+    m_resolverUpdate.Request();
 }
 
 std::uint32_t RestartNetwork(void* adapterName) {
-    const std::unique_ptr<std::string> adapter(static_cast<std::string*>(adapterName));
+    const std::string& adapter = *static_cast<const std::string*>(adapterName);
     CSystem::ServiceRoutingRestart();
     if (const auto configuration = CRCConfigNic::Create(); configuration != nullptr) {
-        configuration->RestartAdapter(*adapter);
+        configuration->RestartAdapter(adapter);
+        if (LacksDefaultRoute(*configuration, adapter)) {
+            CSystem::ServiceRoutingRestart();
+        }
     }
     return 0;
 }
 
 std::uint32_t RenewIP(void* adapterName) {
-    const std::unique_ptr<std::string> adapter(static_cast<std::string*>(adapterName));
     if (const auto configuration = CRCConfigNic::Create(); configuration != nullptr) {
-        configuration->RenewIP(*adapter);
+        configuration->RenewIP(*static_cast<const std::string*>(adapterName));
     }
     return 0;
 }

@@ -12,6 +12,7 @@
 #include "platform/OsUserThread.h"
 #include "platform/StringHelper.h"
 #include "sysconfig/CRCConfig.h"
+#include "sysconfig/CSettingsLock.h"
 #include "sysconfig/CSystem.h"
 
 using ZMBSD::CRCConfig;
@@ -133,6 +134,7 @@ bool CObj0x8nn1::IsValidNtpServer(const std::string& server) {
 }
 
 std::uint32_t CObj0x8nn1::WriteNtpConfig(const std::string& server, unsigned int minPoll) {
+    const ZMBSD::CSettingsLock lock;
     std::vector<std::string> lines;
     if (const std::uint32_t status = CSystem::ReadFile(NTP_CONFIG, lines); status != 0) {
         return status;

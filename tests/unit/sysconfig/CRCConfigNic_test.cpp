@@ -319,6 +319,15 @@ TEST_F(NicDhcpcdTest, RestartAndRenewGoThroughTheShellAndGiveNoFailure) {
                                                 Call{"/sbin/dhcpcd", "-k", "em1"}, Call{"/sbin/dhcpcd", "em1"}));
 }
 
+TEST_F(NicDhcpcdTest, RenewStartsNoClientForAStaticAdapterNorForANameThatIsNotSafe) {
+    m_standIns.Add("/sbin/dhcpcd");
+    Host::ExtendSearchPath();
+    WriteFlags("-Z em0,em1");
+    EXPECT_EQ(m_nic.RenewIP("em1"), 0U);
+    EXPECT_EQ(m_nic.RenewIP("a;dhcpcd em2"), 0U);
+    EXPECT_THAT(m_standIns.Calls(), IsEmpty());
+}
+
 TEST_F(NicDhcpcdTest, WhatTheDefaultSetUpReadsIsInherited) {
     WriteRcConf("ifconfig_em0=\"inet 10.0.0.1 netmask 255.0.0.0\"\ndefaultrouter=\"10.0.0.9\"\n");
     EXPECT_EQ(m_nic.GetNicSettings("em0"), "inet 10.0.0.1 netmask 255.0.0.0");

@@ -181,6 +181,19 @@ TEST_F(SystemTest, ExecuteSecureLogsTheArgumentsAndTheResult) {
                                                testing::MatchesRegex("None: WEXITSTATUS returned: 5 errno: [0-9]+")));
 }
 
+TEST_F(SystemTest, OnlyNamesOfHarmlessCharactersMayStandInACommandOfTheShell) {
+    for (const char* name : {"em0", "vlan0.10", "igb_1", "wan@em0", "a-b", "Z"}) {
+        EXPECT_TRUE(CSystem::IsShellSafe(name)) << name;
+    }
+    for (const char* name : {"", "a;id", "a b", "$(id)", "`id`", "a&b", "a|b", "a>b", "a\nb", "a/b", "a'b", "a\"b",
+                             "a\\b", "*", "a?", "~", "#a", "a\xC3\xA4"}) {
+        EXPECT_FALSE(CSystem::IsShellSafe(name)) << name;
+    }
+    EXPECT_FALSE(CSystem::IsShellSafe(std::string("a\0b", 3)));
+    EXPECT_EQ(CSystem::NetstatGetDefaultGateway("em0; touch " + Path("ran") + "; echo gateway 1.2.3.4"), "");
+    EXPECT_FALSE(std::filesystem::exists(Path("ran")));
+}
+
 TEST_F(SystemTest, ExecuteGoesThroughTheShell) {
     CSystem::Execute("echo a | tr a b >" + Path("out"));
     EXPECT_EQ(Bytes("out"), "b\n");

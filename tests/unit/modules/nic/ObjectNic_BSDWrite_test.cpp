@@ -321,7 +321,7 @@ TEST_F(NicWriteTest, NoServersRemoveTheBaseFile) {
         EXPECT_EQ(Write("em0", DNS, text), OBJ_E_NOERR) << text;
         EXPECT_EQ(BaseFile(), "absent") << text;
     }
-    EXPECT_EQ(m_standIns.WaitForCalls(8).size(), 8U);
+    EXPECT_THAT(m_standIns.WaitForCalls(1), testing::Each(m_resolver));
     EXPECT_EQ(Write("em0", DNS, "No"), OBJ_E_INVALIDDATA);
 }
 
@@ -382,6 +382,58 @@ TEST_F(NicWriteTest, FailedRoutingRestartDoesNotKeepTheAdapterFromRestarting) {
     m_standIns.Add("/etc/rc.d/routing", 1);
     EXPECT_EQ(Write("em0", GATEWAY, "10.0.0.9"), OBJ_E_NOERR);
     EXPECT_THAT(m_standIns.WaitForCalls(3), Contains(m_netif0));
+}
+
+TEST_F(NicWriteTest, RoutingIsRestartedOnceMoreWhereTheAdapterTookTheDefaultRouteAlong) {
+    WriteRcConf("ifconfig_DEFAULT=\"DHCP\"\ndefaultrouter=\"10.0.0.9\"\n");
+    std::string adapter = "em0";
+    const Call route{"/sbin/route", "-n", "get", "default", "-interface", "em0"};
+    NIC::RestartNetwork(&adapter);
+    EXPECT_THAT(m_standIns.Calls(), ElementsAre(m_routing, m_netif0, route, m_routing));
+
+    m_standIns.ForgetCalls();
+    m_standIns.Add("/sbin/route", 0, "echo '    gateway: 10.0.0.9'");
+    NIC::RestartNetwork(&adapter);
+    EXPECT_THAT(m_standIns.Calls(), ElementsAre(m_routing, m_netif0, route));
+
+    for (const char* router : {"NO", "no", ""}) {
+        m_standIns.ForgetCalls();
+        WriteRcConf(std::string("ifconfig_DEFAULT=\"DHCP\"\ndefaultrouter=\"") + router + "\"\n");
+        NIC::RestartNetwork(&adapter);
+        EXPECT_THAT(m_standIns.Calls(), ElementsAre(m_routing, m_netif0)) << router;
+    }
+}
+
+TEST_F(NicWriteTest, OneRestartOfAnAdapterRunsAndOneWaitsHoweverManyAreAskedFor) {
+    m_standIns.Add("/etc/rc.d/routing", 0, "while ! [ -e /tmp/go-on ]; do sleep 0.05; done");
+    auto& record = Record("em0");
+    for (int i = 0; i < 50; ++i) {
+        record.RestartNetworkAsync();
+    }
+    Record("em1").RestartNetworkAsync();
+    EXPECT_THAT(m_standIns.WaitForCalls(2), ElementsAre(m_routing, m_routing));
+    std::ofstream("/tmp/go-on").flush();
+    EXPECT_THAT(m_standIns.WaitForCalls(6),
+                UnorderedElementsAre(m_routing, m_routing, m_routing, m_netif0, m_netif0, m_netif1));
+    std::filesystem::remove("/tmp/go-on");
+}
+
+TEST_F(NicWriteTest, RecordThatIsGoneBeforeItsRestartHasEndedHarmsNobody) {
+    m_standIns.Add("/etc/rc.d/routing", 0, "while ! [ -e /tmp/go-on ]; do sleep 0.05; done");
+    Record("em1").RestartNetworkAsync();
+    m_standIns.WaitForCalls(1);
+    EXPECT_EQ(m_dictionary->RemoveObject(Settings("em1")), OBJ_E_NOERR);
+    std::ofstream("/tmp/go-on").flush();
+    EXPECT_THAT(m_standIns.WaitForCalls(2), ElementsAre(m_routing, m_netif1));
+    std::filesystem::remove("/tmp/go-on");
+}
+
+TEST_F(NicWriteTest, ServersThatCannotBeWrittenAreToldAndTheOldOnesStay) {
+    EXPECT_EQ(Write("em0", DNS, "10.0.0.1"), OBJ_E_NOERR);
+    ASSERT_EQ(std::system((std::string("mount --bind ") + BASE + " " + BASE).c_str()), 0);
+    EXPECT_EQ(Write("em0", DNS, "10.0.0.2"), 0xECA70010U); // EBUSY
+    EXPECT_EQ(BaseFile(), "nameserver 10.0.0.1\n");
+    ASSERT_EQ(std::system((std::string("umount ") + BASE).c_str()), 0);
 }
 
 TEST_F(NicWriteTest, RestartWithoutASetUpStopsAtTheRouting) {

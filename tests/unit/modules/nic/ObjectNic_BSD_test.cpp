@@ -7,6 +7,7 @@
 
 #include "NicFixture.h"
 #include "RcConf.h"
+#include "host/Programs.h"
 
 using NIC::CObject0x8nn1;
 using testing::Contains;
@@ -60,6 +61,61 @@ TEST(NicWithoutAdapters, LoopbackAloneMakesNoModule) {
     EXPECT_FALSE(dictionary->GetObjectRef(0x8000));
     EXPECT_FALSE(dictionary->GetObjectRef(0x8001));
     EXPECT_EQ(dictionary->GetNextFree0x8nn0Slot(), 0x8000);
+}
+
+TEST(NicWithTooManyAdapters, ThoseBehindTheLastSlotAreLeftOut) {
+    const CLogCapture log;
+    Shell("for i in $(seq 150); do echo link add a$i type veth peer name b$i; done | ip -batch -");
+    const CDictionaryRef dictionary;
+    EXPECT_EQ(NIC::Create(), OBJ_E_NOERR);
+    EXPECT_EQ(dictionary->GetNextFree0x8nn0Slot(), 0x9000);
+    EXPECT_TRUE(dictionary->GetObjectRef(0x8FF0));
+    EXPECT_TRUE(dictionary->GetObjectRef(0x8FF1));
+    EXPECT_TRUE(dictionary->GetObjectRef(0xBFF1));
+    EXPECT_FALSE(dictionary->GetObjectRef(0x9000));
+    EXPECT_FALSE(dictionary->GetObjectRef(0x9001));
+}
+
+TEST_F(NicReadTest, TriggersOfASlotThatBelongsToAnotherModuleFail) {
+    const CRef<CObject> other(new CObjectRecord);
+    static_cast<CObjectRecord&>(*other).Init(0x8F01, OBJCODE_RECORD, 0);
+    ASSERT_EQ(m_dictionary->AddObject(other.Get()), OBJ_E_NOERR);
+    TInfoItem item{};
+    EXPECT_EQ(NIC::OnRead_IPv4(&item, 0x8F01, ADDRESS), OBJ_E_UNEXPECTED);
+    char address[] = "10.0.0.1";
+    EXPECT_EQ(NIC::OnWrite_IPv4(&item, 0x8F01, ADDRESS, address, 8), OBJ_E_UNEXPECTED);
+    EXPECT_EQ(m_dictionary->RemoveObject(0x8F01), OBJ_E_NOERR);
+}
+
+TEST(NicWithAnUnsafeName, NeverReachesAShell) {
+    const CLogCapture log;
+    CStandIns standIns;
+    standIns.Add("/sbin/route");
+    standIns.Add("/sbin/dhcpcd");
+    standIns.Add("/usr/sbin/service");
+    Host::ExtendSearchPath();
+    Shell("ip link add 'a;>shell' type veth peer name other");
+    std::filesystem::current_path("/tmp");
+    const CDictionaryRef dictionary;
+    ASSERT_EQ(NIC::Create(), OBJ_E_NOERR);
+
+    WriteRcConf("ifconfig_DEFAULT=\"DHCP\"\ndefaultrouter=\"10.0.0.9\"\n");
+    CRef<CObject> object;
+    for (unsigned short index = 0x8001; object = dictionary->GetObjectRef(index), object; index += 0x10) {
+        if (static_cast<CObject0x8nn1&>(*object).Adapter() == "a;>shell") {
+            break;
+        }
+    }
+    ASSERT_TRUE(object);
+    auto& record = static_cast<CObject0x8nn1&>(*object);
+    EXPECT_EQ(record.UpdateGateway(), OBJ_E_NOERR);
+    std::string adapter = record.Adapter();
+    NIC::RestartNetwork(&adapter);
+    WriteRcConf("dhcpcd_enable=\"YES\"\n");
+    NIC::RenewIP(&adapter);
+
+    EXPECT_THAT(standIns.Calls(), testing::IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists("/tmp/shell"));
 }
 
 TEST_F(NicReadTest, ObjectsOfAnAdapterHaveTheirItemsNamesAndKinds) {
