@@ -8,11 +8,12 @@
 namespace NIC {
 
 // One kind of work that an object does in the background, on a thread that nobody waits for. One run is under way, and
-// at most one more waits for its end, however often it is asked for: that one sees all that was written until it begins.
+// at most one more waits for its end, however often it is asked for: that one sees all that was written until it
+// begins.
 class CNicJob {
 public:
-    // A member of `owner`, which lives at least until the last run has ended. `parameter` is the routine's, `name` stands
-    // in the log.
+    // A member of `owner`, which lives at least until the last run has ended. `parameter` is the routine's, `name`
+    // stands in the log.
     CNicJob(CObject& owner, OsUserThreadRoutine routine, void* parameter, const char* name)
         : m_owner(owner), m_routine(routine), m_parameter(parameter), m_name(name) {}
 
