@@ -431,6 +431,8 @@ TEST(Dhcpcd, RestartEndsClientsOfSingleAdaptersToo) {
     ASSERT_TRUE(Eventually("ip -4 -o addr show dev em1 | grep 192.168.20.5"));
 
     RunAdapter({"/usr/sbin/service", "netif", "restart"});
+    // Its adapter has come up: it takes its lease there again.
+    EXPECT_TRUE(Eventually("ip -4 -o addr show dev em1 | grep 192.168.20.5"));
     EXPECT_EQ(0, RunAdapter({"/usr/sbin/service", "dhcpcd", "restart"}).status);
 
     EXPECT_EQ("", Shell("pgrep -a dhcpcd | grep em1$"));

@@ -1,6 +1,6 @@
-// Four adapters, the host name and an administrator's sysrc written at once, with the real programs, while sysrc and the
-// service itself are killed in between: no line of anybody is lost, and what was answered with success is in the file.
-// SYLVARIN_STORM_SECONDS makes it longer; scripts/settings-storm does.
+// Four adapters, the host name and an administrator's sysrc written at once, with the real programs, while sysrc and
+// the service itself are killed in between: no line of anybody is lost, and what was answered with success is in the
+// file. SYLVARIN_STORM_SECONDS makes it longer; scripts/settings-storm does.
 
 #include <sys/prctl.h>
 
@@ -54,10 +54,9 @@ std::string ForeignLines() {
 std::uint32_t Write(std::uint16_t index, std::uint8_t subIndex, const std::string& value) {
     const std::size_t end = 24 + 18 + value.size();
     try {
-        const Bytes answer =
-            WireClient::Transact(Join({Little(end, 8), Little(24, 8), Little(end, 8), "00 00"_hex, Little(index, 2),
-                                       Bytes{0, subIndex}, "00 00 00 00 00 00 00 00"_hex, Little(value.size(), 4),
-                                       Bytes(value.begin(), value.end())}));
+        const Bytes answer = WireClient::Transact(
+            Join({Little(end, 8), Little(24, 8), Little(end, 8), "00 00"_hex, Little(index, 2), Bytes{0, subIndex},
+                  "00 00 00 00 00 00 00 00"_hex, Little(value.size(), 4), Bytes(value.begin(), value.end())}));
         if (answer.size() == 22) {
             return static_cast<std::uint32_t>(answer[10] | answer[11] << 8 | answer[12] << 16) |
                    static_cast<std::uint32_t>(answer[13]) << 24;
@@ -90,7 +89,8 @@ protected:
                               << (IsDhcpcd() ? "dhcpcd_enable=\"YES\"\ndhcpcd_flags=\"--noarp -Z em0\"\n"
                                              : "ifconfig_DEFAULT=\"up\"\n")
                               << ForeignLines() << "# the end\n";
-        ASSERT_EQ(std::system("for n in 2 3; do ip link add em$n type veth peer name em$n-peer netns em1-peer; done"), 0);
+        ASSERT_EQ(std::system("for n in 2 3; do ip link add em$n type veth peer name em$n-peer netns em1-peer; done"),
+                  0);
         ServiceTest::SetUp();
     }
 
