@@ -73,6 +73,40 @@ TEST_F(ClientCommandsTest, ModulesListsTheAdaptersAndTheSoftware) {
     EXPECT_THAT(modules.output, HasSubstr(" Software\n"));
 }
 
+TEST_F(ClientCommandsTest, ZoneThatWasSetIsThatOfDate) {
+    EXPECT_EQ(Mdp("zone").output, "UTC\n");
+    EXPECT_THAT(Mdp("zone list 'Europe/B*'").output, HasSubstr("  Europe/Berlin\n"));
+
+    const Outcome set = Mdp("zone set America/St_Johns");
+
+    EXPECT_EQ(set.status, 0) << set.output;
+    EXPECT_EQ(set.output, "America/St_Johns\n");
+    const std::string offset = Shell("env -u TZ date +%:z").output;
+    EXPECT_THAT(offset, StartsWith("-0"));
+    EXPECT_THAT(Mdp("time").output, HasSubstr(offset.substr(0, 6) + "  "));
+    EXPECT_EQ(Mdp("zone set No/Such").status, 2);
+    EXPECT_EQ(Mdp("__complete -- zone set Asia/Tok").output, "Asia/Tokyo\t\n");
+    EXPECT_EQ(Typed("mdp zone set Pacific/Auck\t\n"), "Pacific/Auckland\n");
+}
+
+TEST_F(ClientCommandsTest, TimeServerIsThatOfNtpConf) {
+    EXPECT_EQ(Mdp("ntp").output, "SERVER  REFRESH\n"
+                                 "-             -\n");
+    EXPECT_EQ(Mdp("ntp set ntp.example.net --refresh 100").output, "SERVER           REFRESH\n"
+                                                                   "ntp.example.net       64\n");
+    EXPECT_THAT(Content("/etc/ntp.conf"), HasSubstr("\npool ntp.example.net iburst minpoll 6 maxpoll 7\n"));
+    EXPECT_THAT(Content("/etc/rc.conf"), HasSubstr("\nntpd_enable=\"YES\"\n"));
+    EXPECT_EQ(Mdp("ntp set off").status, 0);
+    EXPECT_THAT(Content("/etc/rc.conf"), HasSubstr("\nntpd_enable=\"NO\"\n"));
+}
+
+TEST_F(ClientCommandsTest, ClockOfThisMachineCannotBeSetAndThatIsTold) {
+    const Outcome set = Mdp("time set now");
+
+    EXPECT_EQ(set.status, 1);
+    EXPECT_THAT(set.output, StartsWith("mdp: setting the clock: 0xECA70001"));
+}
+
 TEST_F(ClientCommandsTest, ReadShowsTheHostNameAndTheDeviceType) {
     EXPECT_EQ(Mdp("read 1008").output, "\"IPC-4711\"\n");
     EXPECT_EQ(Mdp("read 0x1000:0").output, "655365001\n");

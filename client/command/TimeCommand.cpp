@@ -1,0 +1,129 @@
+#include "Commands.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <ostream>
+#include <string_view>
+#include <thread>
+
+#include "Text.h"
+#include "TimeModule.h"
+
+namespace MdpCommand {
+namespace {
+
+constexpr const char* s_now = "now";
+
+// Whether the text has the form, in which 0 stands for any digit.
+bool HasForm(std::string_view text, std::string_view form) {
+    return std::equal(text.begin(), text.end(), form.begin(), form.end(),
+                      [](char c, char f) { return f == '0' ? c >= '0' && c <= '9' : c == f; });
+}
+
+// An ISO 8601 time with its offset in the form that the service takes: "2026-11-22T14:05:09.0+01:00". A blank may stand
+// for the T, "Z" for no offset; the part of a second, which the clock cannot be set to, is left out.
+std::optional<std::string> ServiceForm(const std::string& text) {
+    constexpr std::size_t DATE = 10;
+    constexpr std::size_t SECOND = 19;
+    const std::string time = text.substr(0, SECOND);
+    std::string offset = text.substr(time.size());
+    if (offset.starts_with('.')) {
+        const std::size_t end = std::min(offset.find_first_not_of("0123456789", 1), offset.size());
+        if (end == 1) {
+            return std::nullopt;
+        }
+        offset.erase(0, end);
+    }
+    if (offset == "Z") {
+        offset = "+00:00";
+    }
+    if (!(HasForm(time, "0000-00-00T00:00:00") || HasForm(time, "0000-00-00 00:00:00")) ||
+        !(HasForm(offset, "+00:00") || HasForm(offset, "-00:00"))) {
+        return std::nullopt;
+    }
+    return time.substr(0, DATE) + "T" + time.substr(DATE + 1) + ".0" + offset;
+}
+
+class TimeCommand : public Command {
+public:
+    void Declare(Arguments& arguments) override {
+        arguments.Positional("ACTION", &m_action, "set sets the clock; without it the time is shown").OneOf({"set"});
+        arguments.Positional(
+            "TEXT", &m_text,
+            "the time with its offset, such as 2026-11-22T14:05:09+01:00, or now for this side's clock");
+    }
+
+    int Run(const Context& context) override {
+        std::optional<std::string> time;
+        if (!m_action.empty() && m_text != s_now) {
+            time = ServiceForm(m_text);
+            if (!time) {
+                return context.Fail(ExitUsage, "write the time with its offset: mdp time set "
+                                               "2026-11-22T14:05:09+01:00, or mdp time set now");
+            }
+        }
+        const auto module = TimeModule::Find(context.client);
+        if (!module) {
+            return context.Fail(module.Error(), "finding the clock");
+        }
+        if (!m_action.empty()) {
+            const auto result = time ? module->WriteText(TimeModule::SubTimeText, *time) : SetNow(*module);
+            if (!result) {
+                return context.Fail(result.Error(), "setting the clock");
+            }
+        }
+        return Show(context, *module);
+    }
+
+    std::vector<Candidate> Complete(const Context&, const std::vector<std::string>& positionals,
+                                    const std::string&) override {
+        if (positionals.empty()) {
+            return {{"set", "set the clock"}};
+        }
+        return positionals.size() == 1 ? std::vector<Candidate>{{s_now, "this side's clock"}}
+                                       : std::vector<Candidate>();
+    }
+
+private:
+    // The clock takes whole seconds, so it is set when one begins.
+    static Mdp::Result<void> SetNow(const TimeModule& module) {
+        using std::chrono::system_clock;
+        const auto next = std::chrono::ceil<std::chrono::seconds>(system_clock::now());
+        std::this_thread::sleep_until(next);
+        return module.WriteNumber(TimeModule::SubUtcSeconds,
+                                  static_cast<std::uint64_t>(next.time_since_epoch().count()), 4);
+    }
+
+    static int Show(const Context& context, const TimeModule& module) {
+        const auto text = module.ReadText(TimeModule::SubTimeText);
+        const auto utc = module.ReadNumber(TimeModule::SubUtcSeconds);
+        const auto zone = module.ReadZone();
+        for (const Mdp::Error* error :
+             {text ? nullptr : &text.Error(), utc ? nullptr : &utc.Error(), zone ? nullptr : &zone.Error()}) {
+            if (error != nullptr) {
+                return context.Fail(*error, "reading the clock");
+            }
+        }
+        if (context.json) {
+            context.Print(
+                {{"time", TextJson(*text)}, {"utcSeconds", *utc}, {"zone", zone->empty() ? Json() : TextJson(*zone)}});
+            return ExitOk;
+        }
+        Table table({"TIME", "UTC SECONDS", "ZONE"});
+        table.Add({PrintableText(*text), std::to_string(*utc), zone->empty() ? "-" : PrintableText(*zone)});
+        table.Print(context.streams.out);
+        return ExitOk;
+    }
+
+    std::string m_action;
+    std::string m_text;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeTimeCommand() {
+    return std::make_unique<TimeCommand>();
+}
+
+} // namespace MdpCommand
