@@ -225,10 +225,8 @@ ObjResult Delete(std::span<const unsigned char> request) {
     }
 
     // A slash at the end of a link's name would lead behind it.
-    std::string entry = path.substr(0, path.find_last_not_of('/') + 1);
-    if (entry.empty()) {
-        entry = "/";
-    }
+    const std::size_t end = path.find_last_not_of('/') + 1;
+    const std::string entry = path.substr(0, std::max<std::size_t>(end, 1));
 
     struct stat status {};
 
