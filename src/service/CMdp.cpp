@@ -12,6 +12,7 @@
 #include "modules/dskmgmt/ObjectDskMgmt.h"
 #include "modules/nic/ObjectNic_BSD.h"
 #include "modules/time/ObjectTime_BSD.h"
+#include "modules/user/ObjectNTLMUser_BSD.h"
 #include "service/RequestRecord.h"
 
 namespace Hesperd {
@@ -33,6 +34,7 @@ constexpr TModule MODULES[] = {
     {FSO::Create, "FileSystemObject FSO created."},
     {MDPOperatingSystem::Create, "OperatingSystem created."},
     {Memory::Create, "Memory created."},
+    {NTLMUser::Create, "UserManagement created."},
     {Time::Create, "Time created."},
 };
 
