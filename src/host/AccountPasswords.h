@@ -13,8 +13,8 @@ bool HashPassword(const std::string& password, const std::string& setting, std::
 bool GetPasswordHash(const std::string& user, std::string& hash);
 
 // Replaces the hash of one account under the database's lock. Null, or the step that failed, under the name of
-// FreeBSD's call for it: "pw_dup", "pw_init", "pw_lock", "pw_tmp", "pw_copy", "pw_mkdb". The database is then as it was.
-// Another program's lock is waited for, for five seconds.
+// FreeBSD's call for it: "pw_dup", "pw_init", "pw_lock", "pw_tmp", "pw_copy", "pw_mkdb". The database is then as it
+// was. Another program's lock is waited for, for five seconds.
 const char* ReplacePasswordHash(const std::string& user, const std::string& hash);
 
 } // namespace Host

@@ -2,10 +2,11 @@
 
 #include <sys/param.h>
 
+#include <pwd.h> // first: libutil.h has the calls for accounts only behind it
+
 #include <err.h>
 #include <fcntl.h>
 #include <libutil.h>
-#include <pwd.h>
 #include <unistd.h>
 
 #include <cerrno>

@@ -133,6 +133,9 @@ std::string DateOfChange() {
 // The content with the user's hash and date of change replaced, all else as it was. False where the user has no line,
 // or one that is no entry.
 bool ReplaceEntry(std::string_view content, std::string_view user, std::string_view hash, std::string& changed) {
+    if (user.find_first_of(":\n") != std::string_view::npos) {
+        return false;
+    }
     std::size_t line = 0;
     while (line < content.size() &&
            !(content.substr(line, user.size()) == user && content.substr(line + user.size(), 1) == ":")) {
@@ -232,6 +235,7 @@ const char* ReplacePasswordHash(const std::string& user, const std::string& hash
         return "pw_lock";
     }
     char path[PATH_MAX];
+
     struct stat status {};
 
     const CDescriptor original(realpath(SHADOW_FILE, path) != nullptr ? open(path, O_RDONLY | O_CLOEXEC) : -1);

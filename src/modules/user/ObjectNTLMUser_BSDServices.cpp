@@ -231,8 +231,8 @@ ObjResult CObj0xBnn3::CheckInputParams() {
 }
 
 ObjResult CObj0xBnn3::DoWork_locked() {
-    const std::uint32_t status = m_add ? CSystem::PwUserGroupAdd(m_userName, m_groupName)
-                                       : CSystem::PwUserGroupRemove(m_userName, m_groupName);
+    const std::uint32_t status =
+        m_add ? CSystem::PwUserGroupAdd(m_userName, m_groupName) : CSystem::PwUserGroupRemove(m_userName, m_groupName);
     if (status != 0) {
         const ObjResult code = status == PW_BAD_NAME  ? OBJ_E_NOSUCHGROUP
                                : status == PW_NO_USER ? OBJ_E_NOSUCHUSER

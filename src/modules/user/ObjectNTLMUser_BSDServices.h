@@ -22,7 +22,7 @@ struct TRecordShape {
     std::uint32_t minimum; // of the stored request, with the NUL behind it
     std::uint32_t counted; // added to the lengths, for a sum that the total size may not be below
     std::size_t texts;
-    std::size_t head;                  // where the first text lies
+    std::size_t head;                 // where the first text lies
     std::size_t firstLimitedText = 0; // this and later texts have at most 255 bytes
 };
 
