@@ -97,7 +97,7 @@ const char* ReplacePasswordHash(const std::string& user, const std::string& hash
     }
     found->pw_passwd = password.data();
     const std::unique_ptr<passwd, CPasswdDeleter> changed(pw_dup(found));
-    const passwd* old = getpwnam(user.c_str());
+    passwd* old = getpwnam(user.c_str());
     if (changed == nullptr || old == nullptr) {
         return "pw_dup";
     }

@@ -34,13 +34,13 @@ constexpr const char* s_shadow = "/etc/shadow";
 constexpr const char* s_hash = "$6$abcdefghABCDEFGH$new";
 
 const std::string s_before = "root:*:19000:0:99999:7:::\n"
-                           "bo:!:19001:0:99999:7:::\n"
-                           "#bob:comment\n"
-                           "\n"
-                           "bob:$y$old:19002:1:90:7:14:20000:9\n"
-                           "bobby:*:19003:0:99999:7:::\n"
-                           "bob:$y$second:19004:::::\n"
-                           "last:*:19005:0:99999:7:::"; // without a line end
+                             "bo:!:19001:0:99999:7:::\n"
+                             "#bob:comment\n"
+                             "\n"
+                             "bob:$y$old:19002:1:90:7:14:20000:9\n"
+                             "bobby:*:19003:0:99999:7:::\n"
+                             "bob:$y$second:19004:::::\n"
+                             "last:*:19005:0:99999:7:::"; // without a line end
 
 std::string ReadText(const std::string& path) {
     std::ifstream file(path);
@@ -55,7 +55,8 @@ void WriteText(const std::string& path, const std::string& text) {
 std::string After() {
     std::string after = s_before;
     const std::string old = "$y$old:19002";
-    return after.replace(after.find(old), old.size(), std::string(s_hash) + ":" + std::to_string(time(nullptr) / 86400));
+    return after.replace(after.find(old), old.size(),
+                         std::string(s_hash) + ":" + std::to_string(time(nullptr) / 86400));
 }
 
 // The names in /etc that begin with "shadow" or hold "sylvarin".
@@ -89,9 +90,10 @@ protected:
 
 // /etc on a small file system of its own, full but for some pages.
 void MoveEtcToFullDisk() {
-    ASSERT_EQ(std::system("cp -a /etc /tmp/etc && mount -t tmpfs -o size=16m,mode=755 etc /etc && cp -a /tmp/etc/. /etc && "
-                          "dd if=/dev/zero of=/etc/filler bs=4096 2>/dev/null; test -s /etc/filler"),
-              0);
+    ASSERT_EQ(
+        std::system("cp -a /etc /tmp/etc && mount -t tmpfs -o size=16m,mode=755 etc /etc && cp -a /tmp/etc/. /etc && "
+                    "dd if=/dev/zero of=/etc/filler bs=4096 2>/dev/null; test -s /etc/filler"),
+        0);
 }
 
 // A process that takes the lock as the system's programs do, and holds it until it is ended.
@@ -172,7 +174,8 @@ TEST(HashPassword, IsThatOfTheSystem) {
     // Made by openssl passwd -6.
     std::string hash;
     EXPECT_TRUE(Host::HashPassword("Hello world!", "$6$saltstring", hash));
-    EXPECT_EQ(hash, "$6$saltstring$svn8UoSVapNtMuq1ukKS4tPQd8iKwSMHWjl/O817G3uBnIFNjnQJuesI68u4OTLiBFdcbYEdFCoEOfaS35inz1");
+    EXPECT_EQ(hash,
+              "$6$saltstring$svn8UoSVapNtMuq1ukKS4tPQd8iKwSMHWjl/O817G3uBnIFNjnQJuesI68u4OTLiBFdcbYEdFCoEOfaS35inz1");
 }
 
 TEST(HashPassword, TakesAnEarlierHashAsItsSetting) {
@@ -208,9 +211,7 @@ TEST(Secrets, AreOverwrittenInAllOfTheirMemory) {
 TEST(Secrets, AreWipedAtTheEndOfAScope) {
     std::string secret = "short";
     const char* memory = secret.data();
-    {
-        const Host::CWipeAtEnd wipe(secret);
-    }
+    { const Host::CWipeAtEnd wipe(secret); }
     EXPECT_EQ(std::count(memory, memory + 5, '\0'), 5);
 }
 
@@ -225,6 +226,7 @@ TEST_F(AccountPasswords, ReplacementChangesOneHashAndItsDateAndNothingElse) {
     EXPECT_STREQ(Host::ReplacePasswordHash("bob", s_hash), nullptr);
 
     EXPECT_EQ(ReadText(s_shadow), After());
+
     struct stat status {};
 
     ASSERT_EQ(stat(s_shadow, &status), 0);
@@ -237,7 +239,7 @@ TEST_F(AccountPasswords, ReplacementChangesOneHashAndItsDateAndNothingElse) {
 TEST_F(AccountPasswords, LastEntryWithoutALineEndIsReplacedToo) {
     EXPECT_STREQ(Host::ReplacePasswordHash("last", s_hash), nullptr);
     EXPECT_THAT(ReadText(s_shadow), testing::EndsWith("\nlast:" + std::string(s_hash) + ":" +
-                                                    std::to_string(time(nullptr) / 86400) + ":0:99999:7:::"));
+                                                      std::to_string(time(nullptr) / 86400) + ":0:99999:7:::"));
 }
 
 TEST_F(AccountPasswords, NameIsNoPatternAndNoPrefix) {
@@ -258,7 +260,8 @@ TEST_F(AccountPasswords, EntryWithoutADateIsLeftAlone) {
 TEST_F(AccountPasswords, EmptyDateIsFilledIn) {
     WriteText(s_shadow, "bob::::::::\n");
     EXPECT_STREQ(Host::ReplacePasswordHash("bob", s_hash), nullptr);
-    EXPECT_EQ(ReadText(s_shadow), "bob:" + std::string(s_hash) + ":" + std::to_string(time(nullptr) / 86400) + "::::::\n");
+    EXPECT_EQ(ReadText(s_shadow),
+              "bob:" + std::string(s_hash) + ":" + std::to_string(time(nullptr) / 86400) + "::::::\n");
 }
 
 TEST_F(AccountPasswords, FileBehindASymbolicLinkIsReplaced) {
@@ -295,6 +298,7 @@ TEST_F(AccountPasswords, LockIsFreeAgainAfterwards) {
 TEST_F(AccountPasswords, SystemsOwnProgramsKeepTheirHandsOffMeanwhile) {
     // The lock is that of lckpwdf: a process that holds it the way this one does keeps passwd out.
     const int file = open("/etc/.pwd.lock", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+
     struct flock whole {};
 
     whole.l_type = F_WRLCK;
