@@ -111,6 +111,53 @@ TEST(Pw, DeletesAUserWhoIsAtWork) {
     EXPECT_EQ("", Shell("getent passwd alice"));
 }
 
+TEST(Pw, GivesAUserTheHomeThatAnEarlierOneLeft) {
+    Pw({"user", "add", "-m", "-n", "alice"});
+    Shell("echo kept >/home/alice/file; chown 4711:4711 /home/alice");
+    Pw({"user", "del", "alice"});
+
+    ExpectQuiet(Pw({"user", "add", "-m", "-n", "alice"}));
+
+    EXPECT_EQ("alice:alice", Shell("stat -c '%U:%G' /home/alice"));
+    EXPECT_EQ("kept", Shell("cat /home/alice/file"));
+}
+
+TEST(Pw, GivesNobodyAHomeThatIsNoneOfHis) {
+    const std::string owners = Shell("stat -c '%u:%g' / /home");
+    Shell("ln -s / /home/link");
+    ExpectQuiet(Pw({"user", "add", "-m", "-n", "."}));
+    ExpectQuiet(Pw({"user", "add", "-m", "-n", ".."}));
+    ExpectQuiet(Pw({"user", "add", "-m", "-n", "link"}));
+    EXPECT_EQ(owners, Shell("stat -c '%u:%g' / /home"));
+}
+
+TEST(Pw, TakesNumbersForNumbersWhereTheOtherSystemDoes) {
+    ExpectQuiet(Pw({"user", "add", "-m", "-n", "1234"}));
+    const std::string number = Shell("id -u 1234");
+    ExpectRefused(Pw({"user", "del", "1234"}), 67, "pw: no such uid `1234'");
+    ExpectRefused(Pw({"group", "add", "777"}), 65, "pw: group name required");
+    ExpectQuiet(Pw({"group", "add", "-n", "777"}));
+    ExpectQuiet(Pw({"group", "add", "machines"}));
+    ExpectQuiet(Pw({"groupmod", "machines", "-m", number}));
+    EXPECT_EQ("1234", Shell("getent group machines | cut -d: -f4"));
+    ExpectRefused(Pw({"groupmod", "98765", "-m", "1234"}), 65, "pw: unknown gid `98765'");
+    ExpectRefused(Pw({"group", "del", Shell("id -g 1234")}), 65, "pw: unknown group `" + Shell("id -g 1234") + "'");
+    ExpectQuiet(Pw({"group", "del", "777"}));
+    ExpectQuiet(Pw({"user", "del", number}));
+}
+
+TEST(Pw, KeepsTheGroupOfADeletedUserForItsOtherMembers) {
+    Pw({"user", "add", "-m", "-n", "alice"});
+    Pw({"user", "add", "-m", "-n", "bert"});
+    Pw({"groupmod", "bert", "-m", "alice"});
+    Pw({"groupmod", "alice", "-m", "bert"});
+
+    ExpectQuiet(Pw({"user", "del", "bert"}));
+
+    EXPECT_EQ("alice", Shell("getent group bert | cut -d: -f4"));
+    EXPECT_EQ("", Shell("getent group alice | cut -d: -f4"));
+}
+
 TEST(Pw, NeverDeletesRoot) {
     ExpectRefused(Pw({"user", "del", "root"}), 65, "pw: cannot remove user 'root'");
     ExpectRefused(Pw({"user", "del", "0"}), 65, "pw: cannot remove user 'root'");

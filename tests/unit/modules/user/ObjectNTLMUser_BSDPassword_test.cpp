@@ -40,8 +40,10 @@ const std::string s_blockedLine = "None: Change password failed (3970302209): To
                                   "Login blocked for 60 seconds!";
 
 // alice, no domain, "secret", "changed"; then with a wrong old password.
-const std::string s_change = "26 00 00 00  05 00 00 00  00 00 00 00  06 00 00 00  07 00 00 00"_hex + "alicesecretchanged";
-const std::string s_wrong = "26 00 00 00  05 00 00 00  00 00 00 00  06 00 00 00  07 00 00 00"_hex + "aliceSecretchanged";
+const std::string s_change =
+    "26 00 00 00  05 00 00 00  00 00 00 00  06 00 00 00  07 00 00 00"_hex + "alicesecretchanged";
+const std::string s_wrong =
+    "26 00 00 00  05 00 00 00  00 00 00 00  06 00 00 00  07 00 00 00"_hex + "aliceSecretchanged";
 
 class PasswordTest : public UserFixture {
 protected:
@@ -196,8 +198,9 @@ TEST_F(PasswordTest, ChangeChecksDomainThenNameAndCountsNeither) {
               s_notSupported);
     EXPECT_EQ(Run(CHANGE_PASSWORD, "17 00 00 00  01 00 00 00  00 00 00 00  01 00 00 00  01 00 00 00"_hex + ":ab"),
               s_invalidArgument);
-    EXPECT_THAT(m_log.TakeLines(), ElementsAre("None: Change password failed (3970306048): Domain users are not supported!",
-                                               "None: Change password failed (3970302215): Invalid username!"));
+    EXPECT_THAT(m_log.TakeLines(),
+                ElementsAre("None: Change password failed (3970306048): Domain users are not supported!",
+                            "None: Change password failed (3970302215): Invalid username!"));
     EXPECT_EQ(CObj0xBnn6::iAuthFailCount, 0U);
 }
 
@@ -248,8 +251,7 @@ TEST_F(PasswordTest, ThirdWrongOneBlocksEverybodyForAMinute) {
     const auto deadline = NTLMUser::deadline;
     EXPECT_EQ(Run(CHANGE_PASSWORD, s_wrong), s_blocked);
     EXPECT_EQ(Run(CHANGE_PASSWORD, "not a record"), s_blocked);
-    EXPECT_EQ(Run(CHANGE_PASSWORD,
-                  "17 00 00 00  04 00 00 00  00 00 00 00  01 00 00 00  01 00 00 00"_hex + "rootab"),
+    EXPECT_EQ(Run(CHANGE_PASSWORD, "17 00 00 00  04 00 00 00  00 00 00 00  01 00 00 00  01 00 00 00"_hex + "rootab"),
               s_blocked);
     EXPECT_THAT(m_log.TakeLines(), ElementsAre(s_blockedLine, s_blockedLine, s_blockedLine));
     EXPECT_EQ(CObj0xBnn6::iAuthFailCount, 3U);
@@ -267,8 +269,7 @@ TEST_F(PasswordTest, CountIsKeptBeyondTheEndOfABlock) {
 }
 
 TEST_F(PasswordTest, UnknownAccountCountsAsAWrongPassword) {
-    EXPECT_EQ(Run(CHANGE_PASSWORD,
-                  "1C 00 00 00  06 00 00 00  00 00 00 00  01 00 00 00  01 00 00 00"_hex + "nobodyab"),
+    EXPECT_EQ(Run(CHANGE_PASSWORD, "1C 00 00 00  06 00 00 00  00 00 00 00  01 00 00 00  01 00 00 00"_hex + "nobodyab"),
               s_failed);
     EXPECT_EQ(CObj0xBnn6::iAuthFailCount, 1U);
 }

@@ -36,10 +36,8 @@ const std::string s_os74 = "03 00  4A 00 A7 EC 00 00 00 00"_hex;
 // Total size, the lengths of "bob", no domain, "pass".
 const std::string s_addBob = "17 00 00 00  03 00 00 00  00 00 00 00  04 00 00 00"_hex + "bobpass";
 const std::string s_deleteAlice = "11 00 00 00  05 00 00 00  00 00 00 00"_hex + "alice";
-const std::string s_addMembership =
-    "1E 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  01"_hex + "alicemachines";
-const std::string s_removeMembership =
-    "1E 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  00"_hex + "alicemachines";
+const std::string s_addMembership = "1E 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  01"_hex + "alicemachines";
+const std::string s_removeMembership = "1E 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  00"_hex + "alicemachines";
 const std::string s_group = "12 00 00 00  06 00 00 00  00 00 00 00"_hex + "panels";
 
 class UserServiceTest : public UserFixture {
@@ -78,8 +76,8 @@ TEST(AccountName, MayHoldTheAlphabet) {
             EXPECT_TRUE(isValid(name)) << name;
         }
         EXPECT_TRUE(isValid(std::string(300, 'n')));
-        for (const char* name : {"", "-", "-a", "a b", " a", "a ", "a:b", "a/b", "a\n", "\t", "a;b", "a`b`", "a,b", "a+",
-                                 "a@b", "a\\", "\xC3\xBC", "a%s", "a'b", "a\"b"}) {
+        for (const char* name : {"",    "-",    "-a",  "a b", " a",  "a ",  "a:b",      "a/b", "a\n", "\t",
+                                 "a;b", "a`b`", "a,b", "a+",  "a@b", "a\\", "\xC3\xBC", "a%s", "a'b", "a\"b"}) {
             EXPECT_FALSE(isValid(name)) << name;
         }
         EXPECT_FALSE(isValid(std::string("a\0b", 3)));
@@ -133,8 +131,7 @@ TEST_F(UserServiceTest, AddUserTakesTheHostNameForADomain) {
 TEST_F(UserServiceTest, AddUserRefusesAnotherDomain) {
     EXPECT_EQ(Run(ADD_USER, "1F 00 00 00  03 00 00 00  08 00 00 00  04 00 00 00"_hex + "bobipc-4711pass"),
               s_notSupported);
-    EXPECT_THAT(TakeLines(),
-                ElementsAre("None: Add user failed (3970306048): Domain users are not supported!"));
+    EXPECT_THAT(TakeLines(), ElementsAre("None: Add user failed (3970306048): Domain users are not supported!"));
     ExpectNothingRan();
 }
 
@@ -175,8 +172,7 @@ TEST_F(UserServiceTest, AddUserThatPwDidNotMakeHasNoPassword) {
 TEST_F(UserServiceTest, AddUserWhosePasswordCannotBeSetStaysAndIsNotListed) {
     m_standIns.Add("/usr/sbin/pw", 0, "echo 'bob:x:1003:1003::/home/bob:/bin/sh' >>/etc/passwd");
     EXPECT_EQ(Run(ADD_USER, s_addBob), s_failed);
-    EXPECT_THAT(TakeLines(),
-                ElementsAre("None: pw_copy: FAILED", "None: Set Password failed (3970301953)"));
+    EXPECT_THAT(TakeLines(), ElementsAre("None: pw_copy: FAILED", "None: Set Password failed (3970301953)"));
     EXPECT_THAT(ReadText("/etc/passwd"), testing::HasSubstr("\nbob:"));
     EXPECT_THAT(List(1), ElementsAre("root", "alice"));
 }
@@ -212,9 +208,9 @@ TEST_F(UserServiceTest, DeleteUserTellsWhatPwTold) {
     EXPECT_EQ(Run(DELETE_USER, s_deleteAlice), "03 00  41 00 A7 EC 00 00 00 00"_hex);
     AnswerPw(74);
     EXPECT_EQ(Run(DELETE_USER, s_deleteAlice), s_os74);
-    EXPECT_THAT(TakeLines(), ElementsAre("None: Delete user failed (3970892802): Username does not exist!",
-                                         "None: Delete user failed: 3970367553",
-                                         "None: Delete user failed: 3970367562"));
+    EXPECT_THAT(TakeLines(),
+                ElementsAre("None: Delete user failed (3970892802): Username does not exist!",
+                            "None: Delete user failed: 3970367553", "None: Delete user failed: 3970367562"));
 }
 
 TEST_F(UserServiceTest, DeleteUserChecksDomainAndName) {
@@ -230,7 +226,8 @@ TEST_F(UserServiceTest, ShortCountedHeaderLetsASmallTotalPass) {
     EXPECT_EQ(Run(DELETE_USER, "0D 00 00 00  05 00 00 00  00 00 00 00"_hex + "alice"), s_success);
     EXPECT_EQ(Run(DELETE_USER, "0C 00 00 00  05 00 00 00  00 00 00 00"_hex + "alice"), s_invalidData);
     // For a header of 17 bytes it may be 9 too small.
-    EXPECT_EQ(Run(MEMBERSHIP, "15 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  01"_hex + "alicemachines"), s_success);
+    EXPECT_EQ(Run(MEMBERSHIP, "15 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  01"_hex + "alicemachines"),
+              s_success);
     EXPECT_EQ(Run(MEMBERSHIP, "14 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  01"_hex + "alicemachines"),
               s_invalidData);
     EXPECT_EQ(Run(ADD_GROUP, "0E 00 00 00  06 00 00 00  00 00 00 00"_hex + "panels"), s_success);
@@ -250,7 +247,8 @@ TEST_F(UserServiceTest, TextThatEndsBehindTheRequestIsRefused) {
     // The total and the sum would pass.
     EXPECT_EQ(Run(DELETE_USER, "0D 00 00 00  05 00 00 00  00 00 00 00"_hex + "ali"), s_invalidData);
     EXPECT_EQ(Run(ADD_GROUP, "0E 00 00 00  06 00 00 00  00 00 00 00"_hex + "pane"), s_invalidData);
-    EXPECT_EQ(Run(MEMBERSHIP, "15 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  01"_hex + "alicemach"), s_invalidData);
+    EXPECT_EQ(Run(MEMBERSHIP, "15 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  01"_hex + "alicemach"),
+              s_invalidData);
     // With the NUL behind the request it is the text of a byte that no name may have.
     EXPECT_EQ(Run(DELETE_USER, "0D 00 00 00  05 00 00 00  00 00 00 00"_hex + "alic"), s_invalidArgument);
     ExpectNothingRan();
@@ -284,10 +282,8 @@ INSTANTIATE_TEST_SUITE_P(
         TBadRecord{ADD_USER, "17 00 00 00  03 00 00 00  00 00 00 00  F0 FF FF FF"_hex + "bobpass"},
         TBadRecord{DELETE_USER, "0C 01 00 00  00 01 00 00  00 00 00 00"_hex + std::string(256, 'n')},
         TBadRecord{DELETE_USER, "11 01 00 00  05 00 00 00  00 01 00 00"_hex + std::string(261, 'n')},
-        TBadRecord{MEMBERSHIP,
-                   "12 02 00 00  01 00 00 00  00 01 00 00  00 00 00 00  01"_hex + std::string(513, 'n')},
-        TBadRecord{MEMBERSHIP,
-                   "12 02 00 00  01 00 00 00  01 00 00 00  00 01 00 00  01"_hex + std::string(513, 'n')},
+        TBadRecord{MEMBERSHIP, "12 02 00 00  01 00 00 00  00 01 00 00  00 00 00 00  01"_hex + std::string(513, 'n')},
+        TBadRecord{MEMBERSHIP, "12 02 00 00  01 00 00 00  01 00 00 00  00 01 00 00  01"_hex + std::string(513, 'n')},
         TBadRecord{MEMBERSHIP, "1E 00 00 00  FA FF FF FF  08 00 00 00  00 00 00 00  01"_hex + "alicemachines"},
         TBadRecord{MEMBERSHIP, "FF FF FF FF  F7 FF FF FF  00 00 00 00  00 00 00 00  01"_hex + "alicemachines"},
         TBadRecord{ADD_GROUP, "0C 01 00 00  00 01 00 00  00 00 00 00"_hex + std::string(256, 'n')},
@@ -298,8 +294,8 @@ TEST_F(UserServiceTest, TextsMayHave255Bytes) {
     const std::string name(255, 'n');
     EXPECT_EQ(Run(DELETE_USER, "0B 01 00 00  FF 00 00 00  00 00 00 00"_hex + name), s_success);
     EXPECT_EQ(Run(ADD_GROUP, "0B 01 00 00  FF 00 00 00  00 00 00 00"_hex + name), s_success);
-    EXPECT_THAT(m_standIns.Calls(), ElementsAre(Call{"/usr/sbin/pw", "user", "del", name},
-                                                Call{"/usr/sbin/pw", "group", "add", name}));
+    EXPECT_THAT(m_standIns.Calls(),
+                ElementsAre(Call{"/usr/sbin/pw", "user", "del", name}, Call{"/usr/sbin/pw", "group", "add", name}));
 }
 
 TEST_F(UserServiceTest, NameOfANewMemberMayBeOfAnyLength) {
@@ -328,7 +324,8 @@ TEST_F(UserServiceTest, MembershipIsAddedAndRemoved) {
 }
 
 TEST_F(UserServiceTest, AnyByteButZeroAddsAMembership) {
-    EXPECT_EQ(Run(MEMBERSHIP, "1E 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  80"_hex + "alicemachines"), s_success);
+    EXPECT_EQ(Run(MEMBERSHIP, "1E 00 00 00  05 00 00 00  08 00 00 00  00 00 00 00  80"_hex + "alicemachines"),
+              s_success);
     EXPECT_EQ(m_standIns.Calls().back()[3], "-m");
 }
 
@@ -374,16 +371,16 @@ TEST_F(UserServiceTest, GroupsTellWhatPwTold) {
     EXPECT_EQ(Run(ADD_GROUP, s_group), "03 00  43 00 A7 EC 00 00 00 00"_hex);
     AnswerPw(74);
     EXPECT_EQ(Run(DELETE_GROUP, s_group), s_os74);
-    EXPECT_THAT(TakeLines(), ElementsAre("None: Add group failed: 3970892803", "None: Delete group failed: 3970892804",
-                                         "None: Add group failed: 3970367555", "None: Delete group failed: 3970367562"));
+    EXPECT_THAT(TakeLines(),
+                ElementsAre("None: Add group failed: 3970892803", "None: Delete group failed: 3970892804",
+                            "None: Add group failed: 3970367555", "None: Delete group failed: 3970367562"));
 }
 
 TEST_F(UserServiceTest, GroupsCheckDomainAndName) {
     for (const unsigned int k : {ADD_GROUP, DELETE_GROUP}) {
         EXPECT_EQ(Run(k, "0E 00 00 00  01 00 00 00  01 00 00 00"_hex + "-x"), s_notSupported);
         EXPECT_EQ(Run(k, "0D 00 00 00  01 00 00 00  00 00 00 00"_hex + "-"), s_invalidArgument);
-        EXPECT_THAT(TakeLines(),
-                    ElementsAre("None: Domain groups are not supported!", "None: Invalid groupname!"));
+        EXPECT_THAT(TakeLines(), ElementsAre("None: Domain groups are not supported!", "None: Invalid groupname!"));
     }
     ExpectNothingRan();
 }
@@ -403,8 +400,9 @@ TEST_F(UserServiceTest, FailedOperationLeavesTheListsAsTheyWere) {
 }
 
 TEST_F(UserServiceTest, ServicesSideBySideRunOneBehindTheOther) {
-    m_standIns.Add("/usr/sbin/pw", 0, "[ ! -e /tmp/inside ] || touch /tmp/together\n"
-                                      "touch /tmp/inside; sleep 0.05; rm /tmp/inside");
+    m_standIns.Add("/usr/sbin/pw", 0,
+                   "[ ! -e /tmp/inside ] || touch /tmp/together\n"
+                   "touch /tmp/inside; sleep 0.05; rm /tmp/inside");
     std::thread groups([&] {
         for (int round = 0; round < 5; ++round) {
             EXPECT_EQ(Run(ADD_GROUP, s_group), s_success);

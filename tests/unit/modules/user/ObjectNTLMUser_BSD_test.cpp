@@ -29,23 +29,24 @@ std::string LongName() {
 
 TEST_F(UserListTest, HeaderTellsTheModule) {
     Create();
-    EXPECT_EQ(List(0), Lines({"00 00 04 00"_hex, "User Management",
-                              "User Management", "10 27 04 00"_hex}));
+    EXPECT_EQ(List(0), Lines({"00 00 04 00"_hex, "User Management", "User Management", "10 27 04 00"_hex}));
     EXPECT_EQ(m_dictionary->GetObjectRef(HEADER)->NameId(), 1080);
 }
 
 TEST_F(UserListTest, ObjectsHaveTheirKindsAndNames) {
     Create();
+
     const struct {
         unsigned short index;
         unsigned int code;
         int elementType;
         std::int64_t nameId;
     } objects[] = {
-        {0x8001, 8, 9, 1081},  {0x8002, 8, 9, 1082},  {0x8003, 8, 9, 1087}, {0x8004, 8, 9, 20015},
-        {0x8005, 8, 7, 10042}, {0xB000, 9, 0, 1083},  {0xB001, 9, 0, 1084}, {0xB002, 9, 0, 1085},
-        {0xB003, 9, 0, 1086},  {0xB004, 9, 0, 1088},  {0xB005, 9, 0, 1089}, {0xB006, 9, 0, 11091},
+        {0x8001, 8, 9, 1081},  {0x8002, 8, 9, 1082}, {0x8003, 8, 9, 1087}, {0x8004, 8, 9, 20015},
+        {0x8005, 8, 7, 10042}, {0xB000, 9, 0, 1083}, {0xB001, 9, 0, 1084}, {0xB002, 9, 0, 1085},
+        {0xB003, 9, 0, 1086},  {0xB004, 9, 0, 1088}, {0xB005, 9, 0, 1089}, {0xB006, 9, 0, 11091},
     };
+
     for (const auto& expected : objects) {
         const CRef<CObject> object = m_dictionary->GetObjectRef(expected.index);
         ASSERT_TRUE(object) << std::hex << expected.index;
@@ -61,11 +62,13 @@ TEST_F(UserListTest, ObjectsHaveTheirKindsAndNames) {
 
 TEST_F(UserListTest, ElementsAreReadOnlyWithTheirTypesAndNames) {
     Create();
+
     const struct {
         unsigned short index;
         std::uint16_t type;
         std::int64_t nameId;
     } elements[] = {{0x8001, 9, 10012}, {0x8002, 9, 10013}, {0x8003, 9, 20014}, {0x8004, 9, 11090}, {0x8005, 7, 11090}};
+
     for (const auto& expected : elements) {
         const TInfoItem* item = m_dictionary->GetObjectRef(expected.index)->GetItem(1);
         ASSERT_NE(item, nullptr) << std::hex << expected.index;
@@ -181,8 +184,8 @@ TEST_F(UserListTest, GroupThatIsTooLongEndsTheWalks) {
     // The primary group has no such limit.
     EXPECT_THAT(List(3), ElementsAre("root", "many"));
     // For the list of the groups, and for each account.
-    EXPECT_THAT(m_log.TakeLines(), ElementsAre("None: getgrent_r error: 34", "None: getgrent_r error: 34",
-                                               "None: getgrent_r error: 34"));
+    EXPECT_THAT(m_log.TakeLines(),
+                ElementsAre("None: getgrent_r error: 34", "None: getgrent_r error: 34", "None: getgrent_r error: 34"));
 }
 
 TEST_F(UserListTest, MissingDatabasesGiveEmptyLists) {

@@ -29,7 +29,8 @@ UserFixture::UserFixture() {
                             "machines:x:1002:alice\n");
     // openssl passwd -6 -salt abcdefghABCDEFGH secret
     WriteText("/etc/shadow", "root:*:19000:0:99999:7:::\n"
-                             "alice:$6$abcdefghABCDEFGH$eb64vy8EofzQ8Vqug4kluqAE8T7NB6jjB9YaDSAGZywYXQSsYVXHts.CrsjbIJEn3p0t5shI1GOm..xDilZuI1:19000:0:99999:7:::\n");
+                             "alice:$6$abcdefghABCDEFGH$eb64vy8EofzQ8Vqug4kluqAE8T7NB6jjB9YaDSAGZywYXQSsYVXHts."
+                             "CrsjbIJEn3p0t5shI1GOm..xDilZuI1:19000:0:99999:7:::\n");
 }
 
 UserFixture::~UserFixture() {
@@ -100,8 +101,7 @@ std::string UserFixture::Run(unsigned int k, const std::string& request) {
 UserFixture::Lines UserFixture::TakeLines() {
     Lines lines = m_log.TakeLines();
     std::erase_if(lines, [](const std::string& line) {
-        return line == "None: cmdArray:" || line.rfind("None:   [", 0) == 0 ||
-               line.rfind("None: WEXITSTATUS", 0) == 0;
+        return line == "None: cmdArray:" || line.rfind("None:   [", 0) == 0 || line.rfind("None: WEXITSTATUS", 0) == 0;
     });
     return lines;
 }
