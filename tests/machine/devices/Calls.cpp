@@ -18,6 +18,7 @@
 namespace {
 
 constexpr const TDeviceClass* CLASSES[] = {
+    &DRIVES,
     &HARDWARE_ACCESS,
 };
 

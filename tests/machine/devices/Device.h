@@ -14,4 +14,5 @@ struct TDeviceClass {
 };
 
 // One source file each; the table of them is in Calls.cpp.
+extern const TDeviceClass DRIVES;
 extern const TDeviceClass HARDWARE_ACCESS;
