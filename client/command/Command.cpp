@@ -27,6 +27,8 @@ constexpr std::array s_commands{
     CommandRow{"time", "show or set the clock", MakeTimeCommand},
     CommandRow{"zone", "show, list or select the time zone", MakeZoneCommand},
     CommandRow{"ntp", "show or change the time server", MakeNtpCommand},
+    CommandRow{"drives", "show the health of the drives", MakeDrivesCommand},
+    CommandRow{"discs", "show the logical discs and their free space", MakeDiscsCommand},
     CommandRow{"ls", "list files of the machine", MakeListCommand},
     CommandRow{"get", "fetch files from the machine", MakeGetCommand},
     CommandRow{"put", "send a file to the machine", MakePutCommand},

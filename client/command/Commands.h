@@ -17,6 +17,8 @@ std::unique_ptr<Command> MakeNetCommand();
 std::unique_ptr<Command> MakeTimeCommand();
 std::unique_ptr<Command> MakeZoneCommand();
 std::unique_ptr<Command> MakeNtpCommand();
+std::unique_ptr<Command> MakeDrivesCommand();
+std::unique_ptr<Command> MakeDiscsCommand();
 std::unique_ptr<Command> MakeListCommand();
 std::unique_ptr<Command> MakeGetCommand();
 std::unique_ptr<Command> MakePutCommand();

@@ -14,7 +14,8 @@ namespace {
 // The numbers that requests are told by.
 static_assert(XPT_ATA_IO == 0x918);
 static_assert(CAM_DIR_IN == 0x40);
-static_assert(sizeof(ata_cmd) == 16);
+static_assert(sizeof(ata_cmd) == 14);
+static_assert(sizeof(ccb) == 1248);
 
 cam_device* Device(AtaDevice* device) {
     return reinterpret_cast<cam_device*>(device);

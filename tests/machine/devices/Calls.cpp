@@ -94,6 +94,15 @@ int open64(const char* path, int flags, ...) {
     return Open(AT_FDCWD, path, flags, mode);
 }
 
+// What open becomes in programs that were compiled with the library's checks.
+int __open_2(const char* path, int flags) { // NOLINT(bugprone-reserved-identifier)
+    return Open(AT_FDCWD, path, flags, 0);
+}
+
+int __open64_2(const char* path, int flags) { // NOLINT(bugprone-reserved-identifier)
+    return Open(AT_FDCWD, path, flags, 0);
+}
+
 int openat(int directory, const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);

@@ -214,8 +214,9 @@ int Ata(const CDrive& drive, sg_io_hdr& io) {
     const unsigned int ata = command[14];
     const unsigned int feature = command[4];
     char text[128];
-    std::snprintf(text, sizeof text, "ata %02X %02X %02X %02X, sectors %u, protocol %u, flags %02X, %u ms, %u bytes", ata,
-                  feature, command[10], command[12], command[6], command[1] >> 1U, command[2], io.timeout, io.dxfer_len);
+    std::snprintf(text, sizeof text, "ata %02X %02X %02X %02X, sectors %u, protocol %u, flags %02X, %u ms, %u bytes",
+                  ata, feature, command[10], command[12], command[6], command[1] >> 1U, command[2], io.timeout,
+                  io.dxfer_len);
     drive.Record(text);
     const char* what = ata == 0xEC ? "identify" : feature == 0xD0 ? "data" : feature == 0xD1 ? "thresholds" : "status";
     if (const int error = drive.Failure(what); error != 0) {
