@@ -128,7 +128,9 @@ protected:
             if (Write(record, Dhcp, "\1") != 0) {
                 return nullptr;
             }
-            return [=](const std::string& file) { return !Holds(file, name) && !Denies(file, device); };
+            // The line of a static address stays where the adapter was on DHCP already, as after a kill between an
+            // address and its place in the list.
+            return [=](const std::string& file) { return !Denies(file, device); };
         }
         const std::string address = "10." + std::to_string(adapter) + "." + std::to_string(round / 200 % 200) + "." +
                                     std::to_string(1 + round % 200);
