@@ -6,6 +6,7 @@
 
 #include "Connection.h"
 #include "Wire.h"
+#include "mdp/Turn.h"
 
 namespace Mdp {
 namespace {
@@ -523,6 +524,10 @@ Result<ServiceView> Client::FetchResponse(std::uint16_t index, std::uint32_t cap
 }
 
 Result<ServiceResponse> Client::CallService(std::uint16_t index, ByteView request, const CallOptions& options) const {
+    Turn turn;
+    if (!turn.Wait(m_options.socketPath, TurnName(index), options.busyTimeout)) {
+        return ObjectError(OBJ_E_BUSY);
+    }
     if (const Result<void> begun = BeginService(index, std::span(&request, 1), options); !begun) {
         return begun.Error();
     }
@@ -567,13 +572,22 @@ Result<ServiceView> Client::FinishService(std::uint16_t index, const CallOptions
 
     const bool limited = options.timeout.count() > 0;
     const auto jobUntil = Clock::now() + options.timeout;
+    const auto noticeAt = Clock::now() + options.noticeAfter;
+    bool isToBeNoticed = options.notice != nullptr;
+    // For an answer: to the next moment at which there is something else to do.
     const auto answerTime = [&] {
-        if (!limited) {
-            return m_options.timeout;
+        Milliseconds time = m_options.timeout;
+        const auto endAt = [&](Clock::time_point moment) {
+            const auto left = std::max(std::chrono::ceil<Milliseconds>(moment - Clock::now()), Milliseconds(1));
+            time = time.count() == 0 ? left : std::min(time, left);
+        };
+        if (limited) {
+            endAt(jobUntil);
         }
-        const auto left = std::chrono::ceil<Milliseconds>(jobUntil - Clock::now());
-        const bool sooner = m_options.timeout.count() == 0 || left < m_options.timeout;
-        return sooner ? std::max(left, Milliseconds(1)) : m_options.timeout;
+        if (isToBeNoticed) {
+            endAt(noticeAt);
+        }
+        return time;
     };
     if (ahead) {
         ahead->m_connection->AllowTime(answerTime());
@@ -600,6 +614,10 @@ Result<ServiceView> Client::FinishService(std::uint16_t index, const CallOptions
         }
         if (status && options.progress) {
             options.progress(*status);
+        }
+        if (isToBeNoticed && Clock::now() >= noticeAt) {
+            isToBeNoticed = false;
+            options.notice();
         }
         if (limited && Clock::now() >= jobUntil) {
             return Error{ErrorKind::Timeout, 0, 0, "the job still runs"};

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <thread>
 
+#include "PeerUser.h"
 #include "Wire.h"
 
 namespace Mdp {
@@ -98,7 +99,7 @@ Result<void> Connection::Open(const std::string& path) {
     const auto refusedUntil = Clock::now() + s_refusedPatience;
     for (;;) {
         if (connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-            return {};
+            return CheckPeer(path);
         }
         const int error = errno;
         // EAGAIN: the queue of waiting connections is full at this moment.
@@ -111,6 +112,20 @@ Result<void> Connection::Open(const std::string& path) {
         }
         std::this_thread::sleep_for(s_retryPause);
     }
+}
+
+Result<void> Connection::CheckPeer(const std::string& path) const {
+    // While the service is down anybody may listen in its place, where what root sends is not for everybody.
+    const std::string connecting = "connecting to \"" + path + "\"";
+    const std::optional<uid_t> user = PeerUser(m_socket);
+    if (!user) {
+        return SystemError(ErrorKind::Connect, errno, connecting);
+    }
+    if (*user != 0 && *user != geteuid()) {
+        return Error{ErrorKind::Connect, 0, 0,
+                     connecting + ": user " + std::to_string(*user) + " listens there, and neither root nor you"};
+    }
+    return {};
 }
 
 void Connection::MakeRoom(std::size_t size) const {

@@ -19,6 +19,7 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
+    // Only root or the user of this program may be who listens there.
     Result<void> Open(const std::string& path);
     // Sends the parts of a frame, one behind the other.
     Result<void> Send(std::span<const ByteView> parts);
@@ -28,6 +29,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    Result<void> CheckPeer(const std::string& path) const;
     // Lets a large frame out without waiting, as far as the system allows.
     void MakeRoom(std::size_t size) const;
     // Bytes of the answer into the whole of the buffer.

@@ -1,11 +1,14 @@
 #include "mdp/Files.h"
 
+#include <fnmatch.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <utility>
 
 #include "Wire.h"
+#include "mdp/Turn.h"
 
 namespace Mdp {
 namespace {
@@ -87,6 +90,25 @@ Result<Listing> ParseListing(ByteView record) {
     return listing;
 }
 
+// What a pattern says about names: the service takes a backslash for a slash and does not look at those at the end.
+std::string LastComponent(std::string_view pattern) {
+    std::string path(pattern);
+    std::replace(path.begin(), path.end(), '\\', '/');
+    while (path.size() > 1 && path.ends_with('/')) {
+        path.pop_back();
+    }
+    return path == "/" ? path : path.substr(path.rfind('/') + 1);
+}
+
+bool AllMatch(const Listing& listing, const std::string& pattern) {
+    const auto matches = [&](const std::string& name) {
+        return fnmatch(pattern.c_str(), name.c_str(), FNM_NOESCAPE | FNM_PERIOD) == 0;
+    };
+    return std::all_of(listing.directories.begin(), listing.directories.end(), matches) &&
+           std::all_of(listing.files.begin(), listing.files.end(),
+                       [&](const RemoteFile& file) { return matches(file.name); });
+}
+
 // The system copies several times slower to a place shortly behind the start of a page, where the allocator puts large
 // blocks, than to the start itself.
 std::span<std::uint8_t> StartingOnAPage(std::span<std::uint8_t> memory) {
@@ -160,6 +182,11 @@ Result<ByteView> FileServices::Finish(unsigned service, std::uint32_t capacity, 
 }
 
 Result<Bytes> FileServices::Call(unsigned service, ByteView request, std::uint32_t capacity) const {
+    Turn turn;
+    const std::string name = TurnName(m_module.Service(service));
+    if (!turn.Wait(m_client.Options().socketPath, name, m_options.busyTimeout)) {
+        return Error{ErrorKind::Object, OBJ_E_BUSY, 0, {}};
+    }
     if (const Result<void> begun = Begin(service, std::span(&request, 1)); !begun) {
         return begun.Error();
     }
@@ -181,7 +208,12 @@ Result<Listing> FileServices::List(std::string_view pattern) const {
     if (!data) {
         return data.Error();
     }
-    return ParseListing(*data);
+    Result<Listing> listing = ParseListing(*data);
+    // The answer does not tell whose it is, and what is found may be deleted or overwritten.
+    if (listing && !AllMatch(*listing, LastComponent(pattern))) {
+        return Error{ErrorKind::Protocol, 0, 0, "another client disturbed: try again"};
+    }
+    return listing;
 }
 
 Result<std::optional<RemoteStatus>> FileServices::Status(std::string_view path) const {

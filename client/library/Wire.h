@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "mdp/Client.h"
@@ -42,3 +43,12 @@ inline std::string GetText(ByteView bytes, std::size_t offset, std::size_t lengt
 }
 
 } // namespace Mdp::Wire
+
+namespace Mdp {
+
+// The name of the Turn at a service object: that of one job with its response.
+inline std::string TurnName(std::uint16_t index) {
+    return "job-" + std::to_string(index);
+}
+
+} // namespace Mdp

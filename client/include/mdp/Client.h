@@ -121,6 +121,8 @@ struct CallOptions {
     Milliseconds busyTimeout{2000};     ///< how long a busy service object is asked again before OBJ_E_BUSY is told
     std::uint32_t responseCapacity = 0; ///< expected bytes of response data; saves reading again with a larger buffer
     std::function<void(ServiceStatus)> progress; ///< called from time to time while the job runs
+    Milliseconds noticeAfter{10000};             ///< how long a job may run before notice is called
+    std::function<void()> notice;                ///< called once for a job that runs longer
 };
 
 class Connection;
@@ -182,7 +184,10 @@ public:
     Result<ServiceResponse> FetchResponse(std::uint16_t index, std::uint32_t capacity = 0) const;
 
     /// Starts a job, waits for its end by polling and gives its response, also that of a failed job. The wait has no
-    /// limit but that of the options. Error kind Timeout tells that the job still runs.
+    /// limit but that of the options. Error kind Timeout tells that the job still runs. A service object keeps one
+    /// response, which does not tell whose it is: from the start of the job until its response is there this program
+    /// has its Turn at the object, as OBJ_E_BUSY for another one of the same user. Programs of other users, and those
+    /// that do not come by this library, may still take one another's response.
     Result<ServiceResponse> CallService(std::uint16_t index, ByteView request, const CallOptions& options = {}) const;
 
     /// The two halves of CallService, for large jobs one after the other and work to be done while they run. The first

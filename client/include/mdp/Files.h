@@ -44,10 +44,12 @@ using ChunkSource = std::function<Result<std::size_t>(std::span<std::uint8_t>)>;
 /// a backslash for a slash, and a relative path from the directory in which it runs, as a daemon the root.
 ///
 /// The service keeps one file open for reading and one for writing, and each service object keeps one response, for all
-/// clients. A second transfer of the same kind ends the first, whose error then is OBJ_E_INVALIDARG if it notices: an
-/// answer does not tell whose it is, so that a call may also give what was meant for another client's, without an
-/// error. Clients that may meet have to keep apart. The mdp command holds flock(2) with LOCK_EX while it moves a file:
-/// on the directory of the socket to read one, on the root directory to write one.
+/// clients, and a response does not tell whose it is. Programs of one user that come by this library keep apart: each
+/// has its Turn (mdp/Turn.h) at the service object for a listing, a copy, a move, a deletion and a directory, and a
+/// listing whose names do not fit its pattern is an error of the kind Protocol. Those of other users may still take
+/// one another's response for a deletion or a copy. A transfer has many jobs: a second one of the same kind ends the
+/// first, whose error then is OBJ_E_INVALIDARG if it notices. Whoever reads or writes files takes the Turn "get" or
+/// "put" for as long, as the mdp command does.
 class FileServices {
 public:
     /// Finds the module. Error kind Argument tells that the machine has none. The options hold for each single job.

@@ -1,5 +1,7 @@
 #include "mdp/Client.h"
 
+#include <unistd.h>
+
 #include <chrono>
 
 #include <gmock/gmock.h>
@@ -558,6 +560,23 @@ TEST(Client, MissingServiceIsAConnectErrorWithItsPath) {
     EXPECT_EQ(value.Error().kind, Mdp::ErrorKind::Connect);
     EXPECT_EQ(value.Error().systemError, ENOENT);
     EXPECT_EQ(value.Error().Message(), "connecting to \"/nonexistent/MDP0\": No such file or directory");
+}
+
+TEST(Client, ServiceOfAnotherUserIsRefused) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to be another user";
+    }
+    ASSERT_EQ(seteuid(65534), 0);
+    FakeService service({Reply(Hex("0000 1180 00 02 0000000000000000 01000000 07"))});
+    ASSERT_EQ(seteuid(0), 0);
+
+    const auto value = ClientOf(service).Write(0x8011, 2, Hex("07"));
+
+    ASSERT_FALSE(value);
+    EXPECT_EQ(value.Error().kind, Mdp::ErrorKind::Connect);
+    EXPECT_EQ(value.Error().Message(),
+              "connecting to \"" + service.Path() + "\": user 65534 listens there, and neither root nor you");
+    EXPECT_TRUE(service.Frames().empty());
 }
 
 TEST(Client, SocketPathThatNoAddressHoldsIsAnArgumentError) {

@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 
@@ -72,8 +73,7 @@ FakeService::~FakeService() {
         close(held);
     }
     close(m_listener);
-    unlink(m_path.c_str());
-    rmdir(m_directory.c_str());
+    std::filesystem::remove_all(m_directory);
 }
 
 std::vector<TestBytes> FakeService::Frames() const {

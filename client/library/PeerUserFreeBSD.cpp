@@ -1,0 +1,16 @@
+#include "PeerUser.h"
+
+#include <unistd.h>
+
+namespace Mdp {
+
+std::optional<uid_t> PeerUser(int socket) {
+    uid_t user = 0;
+    gid_t group = 0;
+    if (getpeereid(socket, &user, &group) != 0) {
+        return std::nullopt;
+    }
+    return user;
+}
+
+} // namespace Mdp

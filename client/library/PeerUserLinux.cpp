@@ -1,0 +1,16 @@
+#include "PeerUser.h"
+
+#include <sys/socket.h>
+
+namespace Mdp {
+
+std::optional<uid_t> PeerUser(int socket) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+        return std::nullopt;
+    }
+    return peer.uid;
+}
+
+} // namespace Mdp
