@@ -71,8 +71,7 @@ public:
         Mdp::Result<Mdp::ServiceResponse> response = Mdp::Error{};
         {
             ProgressLine line(context.streams);
-            Mdp::CallOptions options;
-            options.timeout = context.jobTimeout;
+            Mdp::CallOptions options = context.JobOptions(subject);
             options.progress = [&](Mdp::ServiceStatus status) { line.Show(status); };
             response = context.client.CallService(m_address.index, *request, options);
         }

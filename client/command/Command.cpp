@@ -99,7 +99,7 @@ std::optional<std::uint32_t> ParseLanguage(const std::string& text) {
     return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
 }
 
-int RunWords(std::vector<std::string> words, Streams streams) {
+int RunWords(std::vector<std::string> words, Streams streams, Mdp::Milliseconds noticeAfter) {
     if (words.size() > 1 && words[0] == s_completeWord && words[1] == "--") {
         return RunCompletion({words.begin() + 2, words.end()}, streams);
     }
@@ -121,7 +121,8 @@ int RunWords(std::vector<std::string> words, Streams streams) {
     if (timeout.count() > 0) {
         program.client.timeout = timeout;
     }
-    const int status = line.command->Run({Mdp::Client(program.client), streams, program.json, *language, timeout});
+    const int status =
+        line.command->Run({Mdp::Client(program.client), streams, program.json, *language, timeout, false, noticeAfter});
     streams.out.flush();
     if (!streams.out && status == ExitOk) {
         streams.err << "mdp: the output could not be written\n";
@@ -166,13 +167,24 @@ int Context::Fail(ExitStatus status, const std::string& message) const {
     return status;
 }
 
+Mdp::CallOptions Context::JobOptions(const std::string& subject) const {
+    Mdp::CallOptions options;
+    options.timeout = jobTimeout;
+    options.noticeAfter = noticeAfter;
+    options.notice = [err = &streams.err, subject = PrintableText(subject)] {
+        *err << "mdp: " << subject << ": waiting for the service, whose job still runs; --timeout limits the wait"
+             << std::endl;
+    };
+    return options;
+}
+
 void Context::Print(const Json& told) const {
     streams.out << told.Text(isStream) << '\n';
 }
 
-int RunMdp(std::vector<std::string> arguments, Streams streams) {
+int RunMdp(std::vector<std::string> arguments, Streams streams, Mdp::Milliseconds noticeAfter) {
     try {
-        return RunWords(std::move(arguments), streams);
+        return RunWords(std::move(arguments), streams, noticeAfter);
     } catch (const std::bad_alloc&) {
         streams.err << "mdp: there is not enough memory\n";
     } catch (const std::exception& error) {

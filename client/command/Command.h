@@ -43,6 +43,9 @@ struct Streams {
     bool errIsTerminal = false;
 };
 
+// How long a job may run before the user is told what mdp waits for.
+inline constexpr Mdp::Milliseconds s_noticeAfter{10000};
+
 // What every command is given.
 struct Context {
     Mdp::Client client;
@@ -51,6 +54,10 @@ struct Context {
     std::uint32_t language = Mdp::LanguageDefault;
     Mdp::Milliseconds jobTimeout{0}; // 0 waits for ever
     bool isStream = false;           // JSON is one object a line
+    Mdp::Milliseconds noticeAfter = s_noticeAfter;
+
+    // For a job: it ends with --timeout, and the user is told what is waited for when it takes long.
+    Mdp::CallOptions JobOptions(const std::string& subject) const;
 
     // Tells a failure, on the error stream or, with --json, as an object on the output, and gives the status to end
     // with. The subject, which may be empty, is what the failure is about.
@@ -87,6 +94,6 @@ struct CommandRow {
 std::span<const CommandRow> Commands();
 
 // Runs one command line, without the program's name in front, and gives the exit status.
-int RunMdp(std::vector<std::string> arguments, Streams streams);
+int RunMdp(std::vector<std::string> arguments, Streams streams, Mdp::Milliseconds noticeAfter = s_noticeAfter);
 
 } // namespace MdpCommand

@@ -24,7 +24,7 @@ public:
     }
 
     int Run(const Context& context) override {
-        const auto files = FindFiles(context);
+        const auto files = FindFiles(context, m_source);
         if (!files) {
             return context.Fail(files.Error(), m_source);
         }

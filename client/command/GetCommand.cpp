@@ -31,7 +31,7 @@ public:
     }
 
     int Run(const Context& context) override {
-        const auto files = FindFiles(context);
+        const auto files = FindFiles(context, m_remote);
         if (!files) {
             return context.Fail(files.Error(), m_remote);
         }

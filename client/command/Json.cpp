@@ -34,6 +34,27 @@ struct Converter {
     }
 };
 
+// The library leaves DEL and the control characters U+0080 to U+009F, which terminals obey, as they are. Outside of
+// strings, where they would have no escape, JSON has no such bytes.
+std::string EscapeControls(const std::string& text) {
+    constexpr char digits[] = "0123456789abcdef";
+    std::string escaped;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        auto character = static_cast<unsigned char>(text[i]);
+        const bool isC1 = character == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+        if (isC1) {
+            ++i;
+            character = static_cast<unsigned char>(text[i]);
+        }
+        if (isC1 || character == 0x7F) {
+            escaped += {'\\', 'u', '0', '0', digits[character >> 4], digits[character & 0xF]};
+        } else {
+            escaped += text[i];
+        }
+    }
+    return escaped;
+}
+
 } // namespace
 
 Json::Json(std::initializer_list<Member> members) : m_value(Members(members)) {}
@@ -59,7 +80,8 @@ void Json::AddAll(const Json& object) {
 }
 
 std::string Json::Text(bool inOneLine) const {
-    return std::visit(Converter(), m_value).dump(inOneLine ? -1 : 2, ' ', false, Written::error_handler_t::replace);
+    return EscapeControls(
+        std::visit(Converter(), m_value).dump(inOneLine ? -1 : 2, ' ', false, Written::error_handler_t::replace));
 }
 
 } // namespace MdpCommand

@@ -19,7 +19,7 @@ public:
     }
 
     int Run(const Context& context) override {
-        const auto files = FindFiles(context);
+        const auto files = FindFiles(context, m_path);
         if (!files) {
             return context.Fail(files.Error(), m_path);
         }

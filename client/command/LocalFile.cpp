@@ -4,17 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
 
 namespace MdpCommand {
 namespace {
-
-constexpr std::array s_endingSignals{SIGINT, SIGTERM, SIGHUP};
 
 // What the signal handler deletes; null while nothing is being written. The text outlives the pointer to it.
 const char* volatile s_partialPath = nullptr;
@@ -23,37 +19,7 @@ void DeletePartial(int signal) {
     if (s_partialPath != nullptr) {
         unlink(s_partialPath);
     }
-    // The handler was set for one signal only: the second ends the program as if there had been none.
-    raise(signal);
-}
-
-// What the signals did before, to be put back.
-std::array<struct sigaction, s_endingSignals.size()> s_formerActions;
-
-void HandleSignals() {
-    struct sigaction action {};
-
-    action.sa_handler = DeletePartial;
-    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
-    for (std::size_t i = 0; i < s_endingSignals.size(); ++i) {
-        sigaction(s_endingSignals[i], nullptr, &s_formerActions[i]);
-        // One that is ignored, as under nohup, stays so.
-        if (s_formerActions[i].sa_handler != SIG_IGN) {
-            sigaction(s_endingSignals[i], &action, nullptr);
-        }
-    }
-}
-
-void RestoreSignals() {
-    for (std::size_t i = 0; i < s_endingSignals.size(); ++i) {
-        sigaction(s_endingSignals[i], &s_formerActions[i], nullptr);
-    }
-}
-
-mode_t UserMask() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return mask;
+    raise(signal); // which the handler, being gone, does not get
 }
 
 } // namespace
@@ -65,7 +31,6 @@ LocalFile::~LocalFile() {
     if (!m_partial.empty()) {
         unlink(m_partial.c_str());
         s_partialPath = nullptr;
-        RestoreSignals();
     }
 }
 
@@ -89,17 +54,21 @@ Mdp::Result<void> LocalFile::Open(const std::string& path) {
         m_owned = m_descriptor >= 0;
         return m_descriptor >= 0 ? Mdp::Result<void>() : Failure();
     }
-    m_mode = exists ? status.st_mode & 0777 : 0666 & ~UserMask();
+    // The mode of the machine's file does not come along: it may be nobody else's to read. An existing file keeps its
+    // own, but what it does for its owner was meant for its former content.
+    m_mode = exists ? status.st_mode & 0777 : 0600;
     const std::size_t name = path.rfind('/') + 1;
     std::string pattern = path.substr(0, name) + "." + path.substr(name, 200) + ".XXXXXX";
-    m_descriptor = mkstemp(pattern.data());
+    // A signal between the file and its handler would leave the file.
+    const HeldSignals held;
+    m_descriptor = mkostemp(pattern.data(), O_CLOEXEC);
     if (m_descriptor < 0) {
         m_owned = false;
         return Failure();
     }
     m_partial = pattern;
     s_partialPath = m_partial.c_str();
-    HandleSignals();
+    m_signals.emplace(DeletePartial);
     return {};
 }
 
@@ -133,7 +102,7 @@ Mdp::Result<void> LocalFile::Commit() {
             return Failure();
         }
         s_partialPath = nullptr;
-        RestoreSignals();
+        m_signals.reset();
         m_partial.clear();
     }
     return {};

@@ -8,6 +8,8 @@
 #include <span>
 #include <string>
 
+#include "EndingSignals.h"
+
 namespace MdpCommand {
 
 // A file of this side that is read, "-" being the standard input. Closed with the object, but for the standard input.
@@ -28,12 +30,12 @@ public:
 
     int Number() const { return m_number; }
 
-    // As read(2), but a signal does not end it.
+    // As read(2), but a signal does not end it, unless it is one that ends the program and was noted.
     ssize_t Read(std::span<std::uint8_t> room) const {
         ssize_t got = -1;
         do {
             got = read(m_number, room.data(), room.size());
-        } while (got < 0 && errno == EINTR);
+        } while (got < 0 && errno == EINTR && EndingSignals::Noted() == 0);
         return got;
     }
 

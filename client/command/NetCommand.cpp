@@ -31,6 +31,10 @@ constexpr unsigned s_serviceSetAddress = 1;
 constexpr std::size_t s_setAddressHead = 16;
 
 constexpr const char* s_noAddress = "0.0.0.0";
+
+// What the service refuses as a gateway: it then leaves the configured one, the route in force having no place there,
+// and answers with the outcome for address and mask. An empty text would remove the gateway.
+constexpr const char* s_keepGateway = "unchanged";
 constexpr std::size_t s_mostServers = 3;
 
 struct Adapter {
@@ -291,27 +295,22 @@ private:
         return context.client.Write(index, subIndex, Mdp::Bytes(text.begin(), text.end()));
     }
 
-    // The service takes all three texts and an empty gateway removes the gateway: what the user did not name stays as
-    // the adapter reads it.
+    // The service takes all three texts. Address and mask are one setting, so that the adapter's present mask stands in
+    // for one that is not named. The gateway is another, the whole machine's.
     Mdp::Result<void> SetAddress(const Context& context, const Mdp::Module& module, const std::string& gateway) const {
-        std::array<std::string, 3> texts{m_address, m_mask, gateway};
-        for (const auto& [text, subIndex] : {std::pair(&texts[1], s_subMask), std::pair(&texts[2], s_subGateway)}) {
-            if (!text->empty()) {
-                continue;
-            }
-            auto present = ReadText(context.client, module.Data(s_settings), subIndex);
+        std::array<std::string, 3> texts{m_address, m_mask, gateway.empty() ? s_keepGateway : gateway};
+        if (texts[1].empty()) {
+            auto present = ReadText(context.client, module.Data(s_settings), s_subMask);
             if (!present) {
                 return present.Error();
             }
-            *text = std::move(*present);
+            texts[1] = std::move(*present);
         }
         if (!IsMask(texts[1])) {
             return Mdp::Error{Mdp::ErrorKind::Argument, 0, 0, "the adapter has no subnet mask yet; give --mask"};
         }
-        Mdp::CallOptions options;
-        options.timeout = context.jobTimeout;
-        const auto response =
-            context.client.CallService(module.Service(s_serviceSetAddress), SetAddressRecord(texts), options);
+        const auto response = context.client.CallService(module.Service(s_serviceSetAddress), SetAddressRecord(texts),
+                                                         context.JobOptions(module.name));
         if (!response) {
             return response.Error();
         }

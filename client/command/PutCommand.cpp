@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <random>
 
 #include "Completion.h"
+#include "EndingSignals.h"
 #include "LocalInput.h"
 #include "Progress.h"
 #include "RemoteFiles.h"
@@ -24,6 +26,14 @@ std::optional<std::uint64_t> BytesLeft(int input, const struct stat& status) {
         return std::nullopt;
     }
     return static_cast<std::uint64_t>(std::max<off_t>(status.st_size - position, 0));
+}
+
+// In the directory of the file, so that it can be moved to its own name, and not to be guessed.
+std::string NameBeside(const std::string& path) {
+    constexpr std::size_t longest = 200; // bytes of a name that leave room for more
+    const std::size_t name = path.rfind('/') + 1;
+    std::random_device random;
+    return path.substr(0, name) + "." + path.substr(name, longest) + ".mdp-" + HexText(random(), 8).substr(2);
 }
 
 class PutCommand : public Command {
@@ -62,7 +72,7 @@ public:
         if (S_ISDIR(status.st_mode)) {
             return localError(EISDIR);
         }
-        const auto files = FindFiles(context);
+        const auto files = FindFiles(context, m_remote);
         if (!files) {
             return context.Fail(files.Error(), m_remote);
         }
@@ -80,17 +90,15 @@ public:
             return context.Fail(ExitUsage, m_local + ": this is the same file as " + *remote + " on the machine");
         }
         const auto total = BytesLeft(input.Number(), status);
-        const auto bytes = Put(context, *files, input, *remote, total);
-        if (!bytes) {
-            return bytes.Error().kind == Mdp::ErrorKind::Local
-                       ? context.Fail(bytes.Error(), m_local)
-                       : FailFile(context, FileAction::Write, bytes.Error(), *remote);
+        Mdp::Result<std::uint64_t> bytes = std::uint64_t{0};
+        {
+            const EndingSignals signals(EndingSignals::Note);
+            bytes = Put(context, *files, input, *remote, total);
         }
-        if (total && *bytes != *total) {
-            return context.Fail(ExitLocal, m_local + ": " + std::to_string(*bytes) + " bytes were sent of " +
-                                               std::to_string(*total) +
-                                               " that the file had; it changed meanwhile, or is the same file as " +
-                                               *remote + " on the machine");
+        EndingSignals::RaiseNoted();
+        if (!bytes) {
+            return FailFile(context, FileAction::Write, bytes.Error(),
+                            bytes.Error().kind == Mdp::ErrorKind::Local ? m_local : *remote, m_aftermath);
         }
         if (context.json) {
             context.Print({{"local", TextJson(m_local)}, {"remote", TextJson(*remote)}, {"bytes", *bytes}});
@@ -104,17 +112,67 @@ public:
     }
 
 private:
-    static Mdp::Result<std::uint64_t> Put(const Context& context, const Mdp::FileServices& files,
-                                          const LocalInput& input, const std::string& remote,
-                                          std::optional<std::uint64_t> total) {
+    // Writes the file under a name beside its own and moves it there when it is whole.
+    Mdp::Result<std::uint64_t> Put(const Context& context, const Mdp::FileServices& files, const LocalInput& input,
+                                   const std::string& remote, std::optional<std::uint64_t> total) {
+        const auto present = files.Status(remote);
+        if (!present) {
+            return present.Error();
+        }
+        if (*present && (*present)->isDirectory) {
+            return Mdp::Error{Mdp::ErrorKind::Object, Mdp::OBJ_E_FAILED, 0, {}};
+        }
+        if (IsLocalLink(remote)) {
+            // A move would replace the link, not what it points to.
+            m_aftermath = "the file on the machine may be there in part";
+            return Send(context, files, input, remote, remote, total);
+        }
+        const std::string beside = NameBeside(remote);
+        // The wire carries no mode: a copy of the file brings its own, and is written over.
+        const Mdp::Result<void> made = *present ? files.Copy(remote, beside, false) : Mdp::Result<void>();
+        Mdp::Result<std::uint64_t> sent = made ? Send(context, files, input, remote, beside, total) : made.Error();
+        const Mdp::Result<void> moved = sent ? Move(files, beside, remote) : sent.Error();
+        if (moved) {
+            return sent;
+        }
+        // A move deletes what is in the way before it finds out that it cannot be done.
+        const auto left = files.Status(remote);
+        if (sent && *present && (!left || !*left)) {
+            m_aftermath = "the file is on the machine as " + beside;
+            return moved.Error();
+        }
+        const Mdp::Result<void> deleted = files.Delete(beside, false);
+        m_aftermath = "the file on the machine is as it was";
+        if (!deleted && deleted.Error().code != (Mdp::OBJ_E_OS_BASE | ENOENT)) {
+            m_aftermath += ", and " + beside + " may be left there";
+        }
+        return moved.Error();
+    }
+
+    static Mdp::Result<void> Move(const Mdp::FileServices& files, const std::string& beside,
+                                  const std::string& remote) {
+        Mdp::Result<void> moved = files.Move(beside, remote, false);
+        const bool exists = !moved && moved.Error().code == (Mdp::OBJ_E_OS_BASE | EEXIST);
+        return exists ? files.Move(beside, remote, true) : moved;
+    }
+
+    // Writes all of the input to a place on the machine, and looks whether it is there.
+    static Mdp::Result<std::uint64_t> Send(const Context& context, const Mdp::FileServices& files,
+                                           const LocalInput& input, const std::string& remote, const std::string& place,
+                                           std::optional<std::uint64_t> total) {
+        const auto failed = [](Mdp::ErrorKind kind, int number, std::string detail) {
+            return Mdp::Error{kind, 0, number, std::move(detail)};
+        };
         Mdp::Result<std::uint64_t> written = std::uint64_t{0};
         {
             Progress progress(context, BaseName(remote), total);
-            written = files.Write(remote, [&](std::span<std::uint8_t> room) -> Mdp::Result<std::size_t> {
+            written = files.Write(place, [&](std::span<std::uint8_t> room) -> Mdp::Result<std::size_t> {
                 const ssize_t got = input.Read(room);
                 if (got < 0) {
-                    return Mdp::Error{Mdp::ErrorKind::Local, 0, errno,
-                                      "it was not read to its end, and the file on the machine may be there in part"};
+                    return failed(Mdp::ErrorKind::Local, errno, "it was not read to its end");
+                }
+                if (EndingSignals::Noted() != 0) {
+                    return failed(Mdp::ErrorKind::Local, EINTR, "it was not read to its end");
                 }
                 progress.Add(static_cast<std::uint64_t>(got));
                 return static_cast<std::size_t>(got);
@@ -123,21 +181,28 @@ private:
         if (!written) {
             return written;
         }
-        const auto status = files.Status(remote);
+        if (total && *written != *total) {
+            return failed(Mdp::ErrorKind::Local, 0,
+                          std::to_string(*written) + " bytes were sent of " + std::to_string(*total) +
+                              " that the file had; it changed meanwhile, or is the same file as " + remote +
+                              " on the machine");
+        }
+        const auto status = files.Status(place);
         if (!status) {
             return status.Error();
         }
         if (*status && (*status)->size != *written) {
-            return Mdp::Error{Mdp::ErrorKind::Protocol, 0, 0,
-                              std::to_string(*written) + " bytes were sent, but the file has " +
-                                  std::to_string((*status)->size) +
-                                  "; another client disturbed, or the disk is full: try again"};
+            return failed(Mdp::ErrorKind::Protocol, 0,
+                          std::to_string(*written) + " bytes were sent, but the file has " +
+                              std::to_string((*status)->size) +
+                              "; another client disturbed, or the disk is full: try again");
         }
         return written;
     }
 
     std::string m_local;
     std::string m_remote;
+    std::string m_aftermath; // what a failure leaves on the machine
 };
 
 } // namespace

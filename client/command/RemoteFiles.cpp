@@ -1,7 +1,5 @@
 #include "RemoteFiles.h"
 
-#include <fnmatch.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -44,6 +42,7 @@ constexpr std::array s_advice{
     AdviceRow{FileAction::Write, Mdp::OBJ_E_FAILED,
               "the machine cannot write the file; make sure that its directory exists (mdp mkdir -p) and is no special "
               "file, and that the disk has room"},
+    AdviceRow{FileAction::Write, Os(ENOSPC), "the disk of the machine is full"},
     AdviceRow{FileAction::Write, Mdp::OBJ_E_INVALIDARG, "another client wrote a file at the same time; try again"},
     AdviceRow{FileAction::Copy, Os(EEXIST), "the destination exists; -f overwrites it"},
     AdviceRow{FileAction::Copy, Os(ENOENT), "the source, or the directory of the destination, does not exist"},
@@ -76,10 +75,8 @@ const char* AdviceFor(FileAction action, Mdp::Code code) {
 
 } // namespace
 
-Mdp::Result<Mdp::FileServices> FindFiles(const Context& context) {
-    Mdp::CallOptions options;
-    options.timeout = context.jobTimeout;
-    return Mdp::FileServices::Find(context.client, options);
+Mdp::Result<Mdp::FileServices> FindFiles(const Context& context, const std::string& subject) {
+    return Mdp::FileServices::Find(context.client, context.JobOptions(subject));
 }
 
 TakeText TakeLocalPath() {
@@ -154,15 +151,15 @@ Mdp::Result<std::vector<RemotePath>> ExpandRemote(const Mdp::FileServices& files
     for (const Mdp::RemoteFile& file : listing->files) {
         found.push_back({directory + file.name, {false, file.size}});
     }
-    // An answer does not tell whose it is, and what is found may be deleted or overwritten.
-    const auto matches = [&](const RemotePath& match) {
-        return fnmatch(path.c_str() + directory.size(), match.path.c_str() + directory.size(),
-                       FNM_NOESCAPE | FNM_PERIOD) == 0;
-    };
-    if (!std::all_of(found.begin(), found.end(), matches)) {
-        return Mdp::Error{Mdp::ErrorKind::Protocol, 0, 0, "another client disturbed: try again"};
-    }
     return found;
+}
+
+bool IsLocalLink(const std::string& path) {
+    return std::any_of(s_bases.begin(), s_bases.end(), [&](const char* base) {
+        struct stat status {};
+
+        return lstat((base + path).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+    });
 }
 
 bool IsLocalFile(const std::string& path, const struct stat& file) {
@@ -199,22 +196,22 @@ Mdp::Result<std::string> DestinationOf(const Mdp::FileServices& files, const std
     return *status && (*status)->isDirectory ? JoinPath(destination, name) : destination;
 }
 
-int FailFile(const Context& context, FileAction action, const Mdp::Error& error, const std::string& subject) {
+int FailFile(const Context& context, FileAction action, const Mdp::Error& error, const std::string& subject,
+             const std::string& aftermath) {
     Mdp::Error told = error;
     if (error.kind == Mdp::ErrorKind::Object) {
         const char* advice = AdviceFor(action, error.code);
         told.detail = advice != nullptr ? advice : "";
     }
-    if (action == FileAction::Write) {
-        told.detail += told.detail.empty() ? "" : "; ";
-        told.detail += "the file on the machine may be there in part";
+    if (!aftermath.empty()) {
+        told.detail += (told.detail.empty() ? "" : "; ") + aftermath;
     }
     const int status = context.Fail(told, subject);
     return error.kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0 ? ExitRunning : status;
 }
 
 std::vector<Candidate> CompleteRemote(const Context& context, const std::string& word) {
-    const auto files = FindFiles(context);
+    const auto files = FindFiles(context, word);
     const std::string directory = DirectoryPart(word);
     if (!files || !word.starts_with('/')) {
         return {};

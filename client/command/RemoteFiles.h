@@ -14,7 +14,8 @@
 
 namespace MdpCommand {
 
-Mdp::Result<Mdp::FileServices> FindFiles(const Context& context);
+// The subject is what a user who waits for a job is told of.
+Mdp::Result<Mdp::FileServices> FindFiles(const Context& context, const std::string& subject);
 
 // For arguments that take a path: an empty one is a usage error, and a path of the machine becomes its NormalPath.
 TakeText TakeLocalPath();
@@ -43,6 +44,7 @@ Mdp::Result<std::vector<RemotePath>> ExpandRemote(const Mdp::FileServices& files
 // Whether a path of the machine is that file of this side, or two of them are one file under two names. The service is
 // mostly on this side; where it is not, or this side may not look, nothing is known and the answer is no.
 bool IsLocalFile(const std::string& path, const struct stat& file);
+bool IsLocalLink(const std::string& path);
 bool AreOneFile(const std::string& left, const std::string& right);
 
 // The path to write to: inside the destination if that is a directory or ends with a slash.
@@ -52,8 +54,9 @@ Mdp::Result<std::string> DestinationOf(const Mdp::FileServices& files, const std
 // What a command was doing when the service answered with a code.
 enum class FileAction { List, Read, Write, Copy, Move, Delete, DeleteTree, MakeDirectory };
 
-// Tells a failure together with what a user can do about it.
-int FailFile(const Context& context, FileAction action, const Mdp::Error& error, const std::string& subject);
+// Tells a failure together with what a user can do about it and, where there is any, what it leaves behind.
+int FailFile(const Context& context, FileAction action, const Mdp::Error& error, const std::string& subject,
+             const std::string& aftermath = "");
 
 // Paths of the machine that begin like the word; directories end with a slash.
 std::vector<Candidate> CompleteRemote(const Context& context, const std::string& word);

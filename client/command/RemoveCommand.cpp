@@ -16,7 +16,7 @@ public:
     }
 
     int Run(const Context& context) override {
-        const auto files = FindFiles(context);
+        const auto files = FindFiles(context, m_paths.front());
         if (!files) {
             return context.Fail(files.Error(), m_paths.front());
         }

@@ -170,6 +170,32 @@ TEST_F(ClientCommandsTest, NetSetChangesAddressAndKeepsMaskAndGateway) {
     EXPECT_THAT(Content("/etc/rc.conf"), HasSubstr("defaultrouter=\"192.168.10.1\"\n"));
 }
 
+// The route in force may come from a lease or from a hand, and has no place in the file.
+TEST_F(ClientCommandsTest, NetSetDoesNotMakeTheRouteInForceTheConfiguredOne) {
+    const std::string configured = Content("/etc/rc.conf");
+    const auto with = [&](const std::string& line, const std::string& instead) {
+        std::string text = configured;
+        const std::size_t begin = text.find(line);
+        EXPECT_NE(begin, std::string::npos) << text;
+        return text.replace(begin, text.find('\n', begin) - begin + (instead.empty() ? 1 : 0), instead);
+    };
+    const std::string address = "ifconfig_em0=\"inet 192.168.10.77 netmask 255.255.255.0\"";
+    for (const char* router : {"defaultrouter=\"192.168.10.254\"", ""}) {
+        std::ofstream("/etc/rc.conf") << with("defaultrouter=", router);
+        ASSERT_EQ(Shell("ip route replace default via 192.168.10.1 dev em0").status, 0);
+        const std::string before = Content("/etc/rc.conf");
+
+        const Outcome set = Mdp("net set em0 --address 192.168.10.77");
+
+        EXPECT_EQ(set.status, 0) << set.output;
+        std::string expected = before;
+        const std::size_t begin = expected.find("ifconfig_em0=");
+        ASSERT_NE(begin, std::string::npos);
+        expected.replace(begin, expected.find('\n', begin) - begin, address);
+        EXPECT_EQ(Content("/etc/rc.conf"), expected);
+    }
+}
+
 TEST_F(ClientCommandsTest, AFileOfSeveralChunksComesBackAsItWent) {
     std::string content;
     for (unsigned i = 0; content.size() < (5U << 20) + 7; ++i) {
@@ -184,6 +210,33 @@ TEST_F(ClientCommandsTest, AFileOfSeveralChunksComesBackAsItWent) {
     EXPECT_EQ(got.status, 0) << got.output;
     EXPECT_TRUE(Content("/tmp/files/there") == content);
     EXPECT_TRUE(Content("/tmp/files/back") == content);
+}
+
+TEST_F(ClientCommandsTest, AFileThatIsReplacedKeepsItsModeAndTheFileBehindALinkIsReached) {
+    std::ofstream("/tmp/files/out") << "new";
+    std::ofstream("/tmp/files/there") << "old";
+    std::filesystem::permissions("/tmp/files/there", std::filesystem::perms{0600});
+    std::filesystem::create_symlink("there", "/tmp/files/link");
+
+    EXPECT_EQ(Mdp("put /tmp/files/out /tmp/files/there").status, 0);
+    EXPECT_EQ(Content("/tmp/files/there"), "new");
+    EXPECT_EQ(std::filesystem::status("/tmp/files/there").permissions(), std::filesystem::perms{0600});
+
+    EXPECT_EQ(Shell("echo newer | " SYLVARIN_MDP " put - /tmp/files/link").status, 0);
+    EXPECT_TRUE(std::filesystem::is_symlink("/tmp/files/link"));
+    EXPECT_EQ(Content("/tmp/files/there"), "newer\n");
+    EXPECT_EQ(Shell("ls -A /tmp/files").output, "link\nout\nthere\n");
+}
+
+TEST_F(ClientCommandsTest, ATransferThatIsInterruptedLeavesTheOldFileWhole) {
+    std::ofstream("/tmp/files/there") << "old";
+
+    const Outcome put =
+        Shell("(head -c 3000000 /dev/zero; sleep 6) | timeout -s INT 2 " SYLVARIN_MDP " put - /tmp/files/there");
+
+    EXPECT_EQ(put.status, 124) << put.output;
+    EXPECT_EQ(Content("/tmp/files/there"), "old");
+    EXPECT_EQ(Shell("ls -A /tmp/files").output, "there\n");
 }
 
 TEST_F(ClientCommandsTest, FilesOfExactlyOneChunkAndOfNothingGoBothWays) {
@@ -259,13 +312,14 @@ TEST_F(ClientCommandsTest, TransfersAtTheSameTimeDoNotTakeEachOthersBytes) {
 
     const Outcome outcome = Shell("cd /tmp/files; mdp=" SYLVARIN_MDP R"(
         for f in a b c d; do
-            (for i in 1 2 3; do $mdp get $PWD/$f $f.got && cmp $f $f.got || echo "get $f"; done) &
+            (for i in 1 2 3; do $mdp get $PWD/$f $f.got 2>>$f.err && cmp $f $f.got || echo "get $f"; done) &
         done
         wait
         for f in a b c d; do
-            (for i in 1 2 3; do $mdp put $f $PWD/$f.put && cmp $f $f.put || echo "put $f"; done) &
+            (for i in 1 2 3; do $mdp put $f $PWD/$f.put 2>>$f.err && cmp $f $f.put || echo "put $f"; done) &
         done
         wait
+        cat ?.err | grep -v 'waiting for another mdp'
         $mdp get $PWD/a - | $mdp put - $PWD/a.sent && cmp a a.sent)");
 
     EXPECT_EQ(outcome.status, 0);

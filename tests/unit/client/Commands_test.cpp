@@ -44,6 +44,17 @@ TEST_F(Commands, ModulesShowsATable) {
                        "0x8010    10  Software  Software\n");
 }
 
+// DEL and the control characters behind it are commands to a terminal.
+TEST_F(Commands, JsonEscapesWhatATerminalObeys) {
+    const std::string odd = "a\x7f\xc2\x9b\xc2\x80z\xc2\xa0\x1b";
+    m_machine.objects[0x1008].entries[0].value = Text(odd);
+
+    const Ran ran = Run({"read", "1008", "--json"});
+
+    EXPECT_THAT(ran.out, HasSubstr("\"a\\u007f\\u009b\\u0080z\xc2\xa0\\u001b\""));
+    EXPECT_EQ(ParsedJson(ran.out)["value"], odd.c_str());
+}
+
 TEST_F(Commands, ModulesShowsJson) {
     const Ran ran = Run({"modules", "--json"});
 
@@ -340,6 +351,24 @@ TEST_F(Commands, CallEndsWithFiveWhenTheJobOutlivesItsTime) {
 
     EXPECT_EQ(ran.status, 5);
     EXPECT_THAT(ran.err, HasSubstr("the job still runs"));
+}
+
+TEST_F(Commands, LongJobIsToldOfOnce) {
+    int polls = 0;
+    m_machine.serve = [](std::uint16_t, const TestBytes&) { return FakeResponse{255, {}}; };
+    FakeService service([&](const TestBytes& frame) {
+        if (frame[29] == 2 && ++polls == 20) {
+            m_machine.responses[0xB010].status = 0;
+        }
+        return m_machine.Answer(frame);
+    });
+    std::ostringstream out;
+    std::ostringstream err;
+
+    EXPECT_EQ(MdpCommand::RunMdp({"--socket", service.Path(), "call", "b010"}, {out, err}, Mdp::Milliseconds(1)), 0);
+
+    EXPECT_EQ(err.str(), "mdp: 0xB010: waiting for the service, whose job still runs; --timeout limits the wait\n");
+    EXPECT_THAT(Run({"call", "b010", "--timeout", "0.05"}).err, testing::StartsWith("mdp: 0xB010: the job still runs"));
 }
 
 TEST_F(Commands, WatchShowsAValueOnlyWhenItChanges) {

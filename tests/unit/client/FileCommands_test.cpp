@@ -1,18 +1,22 @@
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <future>
 #include <map>
 #include <optional>
+#include <utility>
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "CommandsTest.h"
+#include "mdp/Files.h"
+#include "mdp/Turn.h"
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -47,6 +51,9 @@ protected:
         }
         if (index == 0xB022) {
             m_whileWriting();
+            if (const auto named = static_cast<std::ptrdiff_t>(request[0]); named > 0) {
+                m_putPath.assign(request.begin() + 16, request.begin() + 16 + named);
+            }
             if (m_putResult) {
                 return *m_putResult;
             }
@@ -57,15 +64,30 @@ protected:
     }
 
     FakeResponse List(const std::string& pattern) const {
-        const TestBytes file = Number(0, 4) + Number(m_listedSize, 8) + Hex("deadbeef") + Number(5, 4) + Text("a.txt");
-        const TestBytes directory = Number(0, 4) + Number(3, 4) + Text("sub");
-        if (pattern == "/data/a.txt") {
-            return {1,
-                    Number(0, 4) + Number(49, 4) + Number(0, 4) + Number(1, 4) + Number(0, 4) + Number(24, 4) + file};
+        const auto fileOf = [&](const std::string& name) {
+            return Number(0, 4) + Number(m_listedSize, 8) + Hex("deadbeef") + Number(name.size(), 4) + Text(name);
+        };
+        const auto directoryOf = [](const std::string& name) {
+            return Number(0, 4) + Number(name.size(), 4) + Text(name);
+        };
+        const auto alone = [](std::size_t directories, const TestBytes& entry) {
+            const std::size_t files = 1 - directories;
+            return FakeResponse{1, Number(0, 4) + Number(24 + entry.size(), 4) + Number(directories, 4) +
+                                       Number(files, 4) + Number(24 * directories, 4) + Number(24 * files, 4) + entry};
+        };
+        const TestBytes file = fileOf("a.txt");
+        const TestBytes directory = directoryOf("sub");
+        if (pattern == "/data/a.txt" || pattern == "/another") {
+            return alone(0, file);
         }
-        if (pattern == "/data" || pattern == "/sub" || pattern == "/s*") {
-            return {1, Number(0, 4) + Number(35, 4) + Number(1, 4) + Number(0, 4) + Number(24, 4) + Number(0, 4) +
-                           directory};
+        if (!m_putPath.empty() && pattern == m_putPath) {
+            return alone(0, fileOf(pattern.substr(pattern.rfind('/') + 1)));
+        }
+        if (pattern == "/sub" || pattern == "/s*") {
+            return alone(1, directory);
+        }
+        if (pattern == "/data" || pattern == "/data/") {
+            return alone(1, directoryOf("data"));
         }
         if (pattern == "/data/*" || pattern == "/data/*.log") {
             return {1, Number(0, 4) + Number(60, 4) + Number(1, 4) + Number(1, 4) + Number(24, 4) + Number(35, 4) +
@@ -90,27 +112,35 @@ protected:
     std::uint64_t m_listedSize = 5;
     FakeResponse m_result{1, {0, 0, 0, 0}};
     std::optional<FakeResponse> m_putResult;
+    std::string m_putPath; // of the last file that was opened for writing
     std::function<void()> m_whileReading = [] {};
     std::function<void()> m_whileWriting = [] {};
 };
 
-// Another mdp has its turn in a direction as long as this exists.
-class Turn {
-public:
-    explicit Turn(const std::string& directory) : m_descriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY)) {
-        EXPECT_EQ(flock(m_descriptor, LOCK_EX), 0);
+// Another program has its turn as long as this exists.
+struct Another {
+    Another(const FakeService& service, const std::string& name) {
+        EXPECT_TRUE(turn.Wait(service.Path(), name, std::nullopt));
     }
 
-    ~Turn() { close(m_descriptor); }
-
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-
-private:
-    int m_descriptor;
+    Mdp::Turn turn;
 };
 
+// Raised once when the next local file has been made.
+int s_signalWithFile = 0;
+
 } // namespace
+
+// In the place of the system's.
+extern "C" int mkostemp(char* pattern, int flags) {
+    const std::string digits = std::to_string(1000000 + getpid() % 1000000);
+    digits.copy(pattern + std::strlen(pattern) - 6, 6, 1);
+    const int file = open(pattern, O_RDWR | O_CREAT | O_EXCL | flags, 0600);
+    if (s_signalWithFile != 0) {
+        std::raise(std::exchange(s_signalWithFile, 0));
+    }
+    return file;
+}
 
 TEST_F(FileCommands, ListShowsTheContentOfADirectory) {
     const Ran ran = Run({"ls", "/data"});
@@ -185,12 +215,16 @@ TEST_F(FileCommands, GetKeepsTheModeOfAFileThatIsThere) {
     const auto modeOf = [&] { return std::filesystem::status(file).permissions(); };
     const mode_t mask = umask(027);
     EXPECT_EQ(Run({"get", "/data/a.txt", file}).status, 0);
-    EXPECT_EQ(modeOf(), std::filesystem::perms{0640}) << "a new one has that of the user";
+    EXPECT_EQ(modeOf(), std::filesystem::perms{0600}) << "it is the user's alone until the user says otherwise";
     umask(mask);
 
-    ASSERT_EQ(chmod(file.c_str(), 0600), 0);
+    ASSERT_EQ(chmod(file.c_str(), 0640), 0);
     EXPECT_EQ(Run({"get", "/data/a.txt", file}).status, 0);
-    EXPECT_EQ(modeOf(), std::filesystem::perms{0600});
+    EXPECT_EQ(modeOf(), std::filesystem::perms{0640});
+
+    ASSERT_EQ(chmod(file.c_str(), 06755), 0);
+    EXPECT_EQ(Run({"get", "/data/a.txt", file}).status, 0);
+    EXPECT_EQ(modeOf(), std::filesystem::perms{0755}) << "what others may run as its owner was another content";
 }
 
 TEST_F(FileCommands, GetKeepsIgnoredSignalsIgnoredAndPutsTheOthersBack) {
@@ -213,6 +247,37 @@ TEST_F(FileCommands, GetKeepsIgnoredSignalsIgnoredAndPutsTheOthersBack) {
     EXPECT_EQ(handlerOf(SIGTERM), own);
     std::signal(SIGHUP, formerHangUp);
     std::signal(SIGTERM, formerTerminate);
+}
+
+TEST_F(FileCommands, NoFileIsHandedToAProgramThatIsStartedMeanwhile) {
+    std::ofstream(m_directory + "/in") << "hello";
+    int files = 0;
+    const auto look = [&] {
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code gone;
+            if (std::filesystem::read_symlink(entry, gone).string().starts_with(m_directory)) {
+                ++files;
+                EXPECT_NE(fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC, 0);
+            }
+        }
+    };
+    m_whileReading = look;
+    m_whileWriting = look;
+
+    EXPECT_EQ(Run({"get", "/data/a.txt", m_directory}).status, 0);
+    EXPECT_EQ(Run({"put", m_directory + "/in", "/data/a.txt"}).status, 0);
+
+    EXPECT_EQ(files, 2);
+}
+
+TEST_F(FileCommands, SignalBehindTheMakingOfTheLocalFileLeavesNothing) {
+    EXPECT_EXIT(
+        {
+            s_signalWithFile = SIGTERM;
+            (void)Run({"get", "/data/a.txt", m_directory});
+        },
+        testing::KilledBySignal(SIGTERM), "");
+    EXPECT_TRUE(std::filesystem::is_empty(m_directory));
 }
 
 TEST_F(FileCommands, GetLeavesNothingWhenTheLengthIsNotTheListedOne) {
@@ -254,18 +319,55 @@ TEST_F(FileCommands, GetToAPlaceThatCannotBeWrittenEndsWithFour) {
     EXPECT_EQ(Run({"get", "/data/a.txt", m_directory + "/none/a.txt"}).status, 4);
 }
 
-TEST_F(FileCommands, PutWritesTheFileAndComparesItsLength) {
+TEST_F(FileCommands, PutWritesTheFileBesideComparesItsLengthAndMovesIt) {
     std::ofstream(m_directory + "/in") << "hello";
 
     const Ran ran = Run({"put", m_directory + "/in", "/data/a.txt"});
 
     EXPECT_EQ(ran.status, 0) << ran.err;
-    const auto written = std::find_if(m_machine.writes.begin(), m_machine.writes.end(),
-                                      [](const auto& write) { return write.index == 0xB022; });
-    ASSERT_NE(written, m_machine.writes.end());
-    EXPECT_EQ(written->data, Hex("0b000000 00000000 05000000 01000000") + Text("/data/a.txthello"));
+    EXPECT_THAT(m_putPath, testing::MatchesRegex("/data/\\.a\\.txt\\.mdp-[0-9A-F]{8}"));
+    std::vector<TestBytes> done;
+    for (const auto& write : m_machine.writes) {
+        if (write.index != 0xB020) {
+            done.push_back(write.data);
+        }
+    }
+    // A copy, for the mode of the file, which is then written over and moved.
+    EXPECT_THAT(done, testing::ElementsAre(Hex("0b000000 19000000 01000000") + Text("/data/a.txt" + m_putPath),
+                                           Hex("19000000 00000000 05000000 01000000") + Text(m_putPath + "hello"),
+                                           Hex("19000000 0b000000 00000000") + Text(m_putPath + "/data/a.txt")));
     m_listedSize = 4;
     EXPECT_EQ(Run({"put", m_directory + "/in", "/data/a.txt"}).status, 3);
+    EXPECT_EQ(m_machine.writes.back().index, 0xB024);
+}
+
+TEST_F(FileCommands, PutOfANewFileCopiesNothing) {
+    std::ofstream(m_directory + "/in") << "hello";
+
+    EXPECT_EQ(Run({"put", m_directory + "/in", "/data/new"}).status, 0);
+
+    EXPECT_EQ(RequestsTo(0xB023), 1) << "the move";
+    EXPECT_EQ(RequestsTo(0xB024), 0);
+}
+
+TEST_F(FileCommands, PutThatASignalEndsTakesBackWhatItHasWritten) {
+    static volatile std::sig_atomic_t s_signals;
+    s_signals = 0;
+    std::ofstream(m_directory + "/in") << std::string(3U << 20, 'x');
+    const auto former = std::signal(SIGTERM, [](int) { s_signals = s_signals + 1; });
+    m_whileWriting = [this] {
+        if (RequestsTo(0xB022) == 1) {
+            kill(getpid(), SIGTERM);
+        }
+    };
+
+    const Ran ran = Run({"put", m_directory + "/in", "/data/a.txt"});
+
+    std::signal(SIGTERM, former);
+    EXPECT_EQ(ran.status, 4);
+    EXPECT_EQ(s_signals, 1) << "it still ends the program, afterwards";
+    EXPECT_EQ(RequestsTo(0xB023), 1) << "only the copy";
+    EXPECT_EQ(m_machine.writes.back().data, Hex("19000000 00000000") + Text(m_putPath));
 }
 
 TEST_F(FileCommands, PutOfAFileOntoItselfSendsNothing) {
@@ -293,12 +395,13 @@ TEST_F(FileCommands, PutOfAFileThatChangesMeanwhileEndsWithFour) {
     EXPECT_THAT(ran.err, HasSubstr("1048576 bytes were sent of 2097158 that the file had"));
 }
 
-TEST_F(FileCommands, PutThatFailsTellsThatAPartMayBeThere) {
+TEST_F(FileCommands, PutThatFailsLeavesTheFileAsItWas) {
     std::ofstream(m_directory + "/in") << "hello";
     m_putResult = {3, Hex("0100A6EC")};
     const Ran refused = Run({"put", m_directory + "/in", "/data/a.txt"});
     EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.err, HasSubstr("may be there in part"));
+    EXPECT_THAT(refused.err, HasSubstr("the file on the machine is as it was"));
+    EXPECT_EQ(m_machine.writes.back().index, 0xB024) << "the part is deleted";
 
     m_putResult.reset();
     const Ran unread = Run({"put", "/proc/self/mem", "/data/a.txt"});
@@ -315,27 +418,28 @@ TEST_F(FileCommands, PutOfAMissingFileEndsWithFour) {
 }
 
 TEST_F(FileCommands, GetWaitsForTheTurnOfAnotherGet) {
-    const std::string place = std::filesystem::path(m_service.Path()).parent_path();
     {
-        const Turn another(place);
+        const Another another(m_service, "get");
         const Ran ran = Run({"get", "/data/a.txt", m_directory, "--timeout", "0.1"});
         EXPECT_EQ(ran.status, 3);
         EXPECT_THAT(ran.err, HasSubstr("another mdp"));
         EXPECT_TRUE(m_machine.writes.empty());
     }
-    auto another = std::make_unique<Turn>(place);
+    auto another = std::make_unique<Another>(m_service, "get");
     auto got = std::async(std::launch::async, [this] { return Run({"get", "/data/a.txt", m_directory}); });
-    EXPECT_EQ(got.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    EXPECT_EQ(got.wait_for(std::chrono::milliseconds(1500)), std::future_status::timeout);
     another.reset();
-    EXPECT_EQ(got.get().status, 0);
+    const Ran ran = got.get();
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.err, "mdp: waiting for another mdp get to end\n");
     EXPECT_EQ(LocalContent(), "hello");
 }
 
 TEST_F(FileCommands, PutWaitsForTheTurnOfAnotherPutAndNotOfAGet) {
     std::ofstream(m_directory + "/in") << "hello";
-    const Turn get(std::filesystem::path(m_service.Path()).parent_path());
+    const Another get(m_service, "get");
     {
-        const Turn another("/");
+        const Another another(m_service, "put");
         const Ran ran = Run({"put", m_directory + "/in", "/data/a.txt", "--timeout", "0.1"});
         EXPECT_EQ(ran.status, 3);
         EXPECT_THAT(ran.err, HasSubstr("another mdp"));
@@ -351,7 +455,7 @@ TEST_F(FileCommands, PutTakesNoTurnBeforeItsInputIsThere) {
     const int writer = open(pipe.c_str(), O_WRONLY); // once the other end is open
     EXPECT_EQ(put.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
 
-    { const Turn another("/"); }
+    { const Another another(m_service, "put"); }
 
     EXPECT_EQ(write(writer, "hello", 5), 5);
     close(writer);
@@ -380,13 +484,32 @@ TEST_F(FileCommands, FailuresTellWhatToDo) {
 }
 
 TEST_F(FileCommands, NothingIsDoneToNamesThatThePatternDoesNotMatch) {
-    for (const std::vector<std::string>& line :
-         {std::vector<std::string>{"rm", "-r", "/data/*.log"}, {"mv", "/data/*.log", "/sub"}}) {
+    for (const std::vector<std::string>& line : {std::vector<std::string>{"rm", "-r", "/data/*.log"},
+                                                 {"mv", "/data/*.log", "/sub"},
+                                                 {"ls", "/data/*.log"},
+                                                 {"get", "/another", m_directory}}) {
         const Ran ran = Run(line);
         EXPECT_EQ(ran.status, 3);
         EXPECT_THAT(ran.err, HasSubstr("another client disturbed: try again"));
     }
     EXPECT_EQ(RequestsTo(0xB023) + RequestsTo(0xB024), 0);
+}
+
+TEST_F(FileCommands, NothingIsStartedAtAServiceObjectWhoseResponseAnotherProgramWaitsFor) {
+    Mdp::ClientOptions client;
+    client.socketPath = m_service.Path();
+    Mdp::CallOptions options;
+    options.busyTimeout = Mdp::Milliseconds(20);
+    const auto files = Mdp::FileServices::Find(Mdp::Client(client), options);
+    ASSERT_TRUE(files);
+    {
+        const Another another(m_service, "job-" + std::to_string(0xB024));
+        EXPECT_EQ(files->Delete("/sub", false).Error().code, Mdp::OBJ_E_BUSY);
+        EXPECT_EQ(Mdp::Client(client).CallService(0xB024, {}, options).Error().code, Mdp::OBJ_E_BUSY);
+        EXPECT_TRUE(files->MakeDirectory("/x", false)) << "another object";
+    }
+    EXPECT_EQ(RequestsTo(0xB024), 0);
+    EXPECT_TRUE(files->Delete("/sub", false));
 }
 
 TEST_F(FileCommands, RootIsNotDeletedAndAFileNotMovedOntoItself) {

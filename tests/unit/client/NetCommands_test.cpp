@@ -32,13 +32,25 @@ TEST_F(NetCommands, NetShowsATableOfTheAdapters) {
               "00:01:05:12:34:56\n");
 }
 
-TEST_F(NetCommands, SetAddressKeepsMaskAndGatewayThatAreNotNamed) {
+TEST_F(NetCommands, SetAddressKeepsTheMaskAndLeavesTheGatewayThatAreNotNamed) {
     const Ran ran = Run({"net", "set", "em0", "--address", "10.0.0.9"});
 
     EXPECT_EQ(ran.status, 0) << ran.err;
-    EXPECT_THAT(m_machine.writes, ElementsAre(FakeDictionary::Written{0xB001, 1,
-                                                                      Hex("31000000 08000000 0d000000 0c000000") +
-                                                                          Text("10.0.0.9255.255.255.0192.168.10.1")}));
+    EXPECT_THAT(m_machine.writes,
+                ElementsAre(FakeDictionary::Written{
+                    0xB001, 1, Hex("2e000000 08000000 0d000000 09000000") + Text("10.0.0.9255.255.255.0unchanged")}));
+}
+
+TEST_F(NetCommands, SetAddressTakesTheGatewayThatIsNamed) {
+    EXPECT_EQ(Run({"net", "set", "em0", "--address", "10.0.0.9", "--gateway", "10.0.0.1"}).status, 0);
+    EXPECT_EQ(Run({"net", "set", "em0", "--address", "10.0.0.9", "--gateway", "none"}).status, 0);
+
+    EXPECT_THAT(m_machine.writes,
+                ElementsAre(
+                    FakeDictionary::Written{
+                        0xB001, 1, Hex("2d000000 08000000 0d000000 08000000") + Text("10.0.0.9255.255.255.010.0.0.1")},
+                    FakeDictionary::Written{
+                        0xB001, 1, Hex("2c000000 08000000 0d000000 07000000") + Text("10.0.0.9255.255.255.00.0.0.0")}));
 }
 
 TEST_F(NetCommands, SetDhcpComesBeforeTheGatewayAndDnsLast) {
@@ -67,6 +79,7 @@ TEST_F(NetCommands, WrongSettingsAreRefusedBeforeAnythingIsWritten) {
                                                     {"--gateway", "x"},
                                                     {"--dns", "1.1.1.1;2.2.2.2"},
                                                     {"--dns", "1.1.1.1,,2.2.2.2"},
+                                                    {"--dns", "1.1.1.1,"},
                                                     {"--dns", "1.1.1.1,2.2.2.2,3.3.3.3,4.4.4.4"}}) {
         std::vector<std::string> words{"net", "set", "em0"};
         words.insert(words.end(), options.begin(), options.end());
