@@ -13,6 +13,7 @@
 #include "modules/nic/ObjectNic_BSD.h"
 #include "modules/time/ObjectTime_BSD.h"
 #include "modules/user/ObjectNTLMUser_BSD.h"
+#include "runtime/ObjectZelmora.h"
 #include "service/RequestRecord.h"
 
 namespace Hesperd {
@@ -28,6 +29,7 @@ struct TModule {
 constexpr TModule MODULES[] = {
     {General::Create, "General created."},
     {NIC::Create, "NIC created."},
+    {Zelmora::Create, "Zelmora created."},
     {DiskManagement::Create, "DiskManagement created."},
     {SwVersions::Create, "Software created."},
     {MassStorageMonitoring::Create, "MassStorageMonitoring created."},
@@ -81,7 +83,9 @@ void CMdp::Create() {
     g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Finished.");
 }
 
-void CMdp::Destroy() {}
+void CMdp::Destroy() {
+    Zelmora::Destroy();
+}
 
 ObjResult CMdp::MDP_Read(unsigned int cbRecord, unsigned char* record, unsigned int* cbReturned) {
     if (cbReturned != nullptr) {

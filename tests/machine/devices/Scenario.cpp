@@ -36,7 +36,8 @@ struct TRemembered {
     std::int64_t number = 0;
 };
 
-// What the process knows. Never destroyed: threads that no stop waits for still ask for it.
+// What the process knows. A preloaded library never destroys it: threads that no stop waits for still ask for it. One
+// that is unloaded takes it along.
 struct TState {
     std::mutex mutex;
     TFileState file;
@@ -45,8 +46,13 @@ struct TState {
 };
 
 TState& State() {
+#ifdef SYLVARIN_SCENARIO_UNLOADED
+    static TState state;
+    return state;
+#else
     static auto* state = new TState;
     return *state;
+#endif
 }
 
 TFileState StateOf(const std::string& path) {
