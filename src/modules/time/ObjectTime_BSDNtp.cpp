@@ -14,6 +14,7 @@
 #include "sysconfig/CRCConfig.h"
 #include "sysconfig/CSettingsLock.h"
 #include "sysconfig/CSystem.h"
+#include "sysconfig/ReplaceFile.h"
 
 using ZMBSD::CRCConfig;
 using ZMBSD::CSystem;
@@ -144,7 +145,7 @@ std::uint32_t CObj0x8nn1::WriteNtpConfig(const std::string& server, unsigned int
         return 0;
     }
     *line = PoolLine(server, minPoll);
-    return CSystem::WriteFile(NTP_CONFIG, lines);
+    return ZMBSD::ReplaceFile(NTP_CONFIG, CSystem::JoinLines(lines));
 }
 
 ObjResult CObj0x8nn1::SetNtpServer(const std::string& server) {

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <sys/mount.h>
+
 #include <chrono>
 #include <filesystem>
 #include <thread>
@@ -228,6 +230,31 @@ TEST_F(TimeNtpTest, FailureOfTheStartConfigurationIsTold) {
     EXPECT_EQ(Write(REFRESH, "40 00 00 00"_hex), 0xECA70007);
     EXPECT_THAT(m_log.TakeLines(), Contains("None: SetNtpdEnabled true failed: eca70007"));
     EXPECT_THAT(CallsOf(6), testing::Not(Contains(m_start)));
+}
+
+TEST_F(TimeNtpTest, ConfigurationIsReplacedBehindItsLinkWithItsMode) {
+    std::filesystem::copy_file(NTP_CONF, "/tmp/ntp.conf");
+    std::filesystem::remove(NTP_CONF);
+    std::filesystem::permissions("/tmp/ntp.conf", std::filesystem::perms(0640));
+    std::filesystem::create_symlink("/tmp/ntp.conf", NTP_CONF);
+    EXPECT_EQ(Write(SERVER, "ntp.example.net"), OBJ_E_NOERR);
+    EXPECT_TRUE(std::filesystem::is_symlink(NTP_CONF));
+    EXPECT_EQ(ReadText("/tmp/ntp.conf"), With("pool ntp.example.net iburst minpoll 7 maxpoll 8"));
+    EXPECT_EQ(std::filesystem::status("/tmp/ntp.conf").permissions(), std::filesystem::perms(0640));
+}
+
+TEST_F(TimeNtpTest, ConfigurationThatCannotBeWrittenIsToldAndStaysWhole) {
+    ASSERT_EQ(mount("held", "/mnt", "tmpfs", 0, ""), 0);
+    std::filesystem::copy_file(NTP_CONF, "/mnt/ntp.conf");
+    std::filesystem::remove(NTP_CONF);
+    std::filesystem::create_symlink("/mnt/ntp.conf", NTP_CONF);
+    ASSERT_EQ(mount("held", "/mnt", "tmpfs", MS_REMOUNT | MS_RDONLY, ""), 0);
+    EXPECT_EQ(Write(SERVER, "ntp.example.net"), 0xECA7001E); // EROFS
+    EXPECT_THAT(m_log.TakeLines(), Contains("None: write ntpconf failed"));
+    EXPECT_EQ(Write(REFRESH, "40 00 00 00"_hex), 0xECA7001E);
+    EXPECT_THAT(m_log.TakeLines(), Contains("None: WriteNtpConfig failed: eca7001e"));
+    EXPECT_EQ(ReadText(NTP_CONF), s_delivered);
+    EXPECT_THAT(CallsOf(2), ElementsAre(m_stop, m_stop));
 }
 
 TEST_F(TimeNtpTest, RefreshWrittenIsKeptAsAPowerOfTwo) {
