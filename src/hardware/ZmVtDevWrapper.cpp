@@ -8,7 +8,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "host/HardwareAccess.h"
 #include "log/Logger.h"
 #include "platform/OsUserCriticalSection.h"
 #include "platform/OsUserSystem.h"

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "host/HardwareAccess.h"
+
 // The one door to the board's hardware access driver: the node /dev/hwapi with its one control request.
 namespace ZmVtDevWrapper {
 
@@ -12,19 +14,7 @@ namespace ZmVtDevWrapper {
 enum class TProbeType : std::uint32_t { TEMPERATURE = 1, VOLTAGE = 2, FAN = 3 };
 enum class TLocationType : std::uint32_t { PROCESSOR = 2, MAINBOARD = 5 };
 
-// The record of the control request, as the driver takes it.
-struct DeviceControlRecord {
-    std::uint32_t indexGroup = 0;
-    std::uint32_t indexOffset = 0;
-    const void* in = nullptr;
-    std::uint32_t inSize = 0; // bytes
-    std::uint32_t padding1 = 0;
-    void* out = nullptr;
-    std::uint32_t outSize = 0; // bytes
-    std::uint32_t padding2 = 0;
-    std::uint32_t* returned = nullptr; // number of bytes that came back
-    void* mode = nullptr;              // always null
-};
+using Host::DeviceControlRecord;
 
 // Results: 0, the codes of the object layer, or a platform status value.
 inline constexpr std::uint32_t HW_E_NOERR = 0;

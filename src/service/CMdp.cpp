@@ -3,8 +3,12 @@
 #include <unistd.h>
 
 #include "log/Logger.h"
+#include "modules/ObjectCPU_BSD.h"
 #include "modules/ObjectFSO.h"
+#include "modules/ObjectFan.h"
 #include "modules/ObjectGeneral.h"
+#include "modules/ObjectIO.h"
+#include "modules/ObjectMainboard.h"
 #include "modules/ObjectMassStorageMonitoring_XP.h"
 #include "modules/ObjectMemory_BSD.h"
 #include "modules/ObjectOperatingSystem.h"
@@ -12,6 +16,7 @@
 #include "modules/dskmgmt/ObjectDskMgmt.h"
 #include "modules/nic/ObjectNic_BSD.h"
 #include "modules/time/ObjectTime_BSD.h"
+#include "modules/ups/ObjectUPS.h"
 #include "modules/user/ObjectNTLMUser_BSD.h"
 #include "runtime/ObjectZelmora.h"
 #include "service/RequestRecord.h"
@@ -31,13 +36,18 @@ constexpr TModule MODULES[] = {
     {NIC::Create, "NIC created."},
     {Zelmora::Create, "Zelmora created."},
     {DiskManagement::Create, "DiskManagement created."},
+    {CPU::Create, "CPU created."},
     {SwVersions::Create, "Software created."},
     {MassStorageMonitoring::Create, "MassStorageMonitoring created."},
     {FSO::Create, "FileSystemObject FSO created."},
+    {UPS::Create, "UPS created."},
     {MDPOperatingSystem::Create, "OperatingSystem created."},
     {Memory::Create, "Memory created."},
     {NTLMUser::Create, "UserManagement created."},
     {Time::Create, "Time created."},
+    {Fan::Create, "Fan created."},
+    {Mainboard::Create, "Mainboard created."},
+    {IO::Create, "IO created."},
 };
 
 // How long a write waits for its service: rounds of one second.

@@ -9,7 +9,7 @@ int OpenHardwareAccess(const char* path) {
     return open(path, O_RDWR | O_CLOEXEC);
 }
 
-int ControlHardwareAccess(int descriptor, unsigned long request, void* record) {
+int ControlHardwareAccess(int descriptor, unsigned long request, DeviceControlRecord* record) {
     return ioctl(descriptor, request, record);
 }
 

@@ -9,7 +9,6 @@
 #include <mutex>
 #include <utility>
 
-#include "hardware/ZmVtDevWrapper.h"
 #include "host/HardwareAccess.h"
 
 namespace {
@@ -114,8 +113,8 @@ int OpenHardwareAccess(const char* path) {
     return s_device.descriptor >= 0 ? s_device.descriptor : open("/dev/null", O_RDWR | O_CLOEXEC);
 }
 
-int ControlHardwareAccess(int /*descriptor*/, unsigned long request, void* record) {
-    const auto& asked = *static_cast<ZmVtDevWrapper::DeviceControlRecord*>(record);
+int ControlHardwareAccess(int /*descriptor*/, unsigned long request, DeviceControlRecord* record) {
+    const DeviceControlRecord& asked = *record;
     std::function<void(std::uint32_t, std::uint32_t)> before;
     {
         const std::lock_guard lock(s_mutex);
