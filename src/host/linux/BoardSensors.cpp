@@ -1,4 +1,4 @@
-#include "BoardSensors.h"
+#include "host/linux/BoardSensors.h"
 
 #include <fcntl.h>
 #include <unistd.h>

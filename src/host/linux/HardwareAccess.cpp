@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "BoardSensors.h"
+#include "host/linux/BoardSensors.h"
 
 // Most boards have no such driver: their sensors are read from the kernel's own, and board and BIOS from DMI, as if the
 // driver told them. The descriptor is then that of the directory of the sensors.
