@@ -76,7 +76,8 @@ std::uint32_t CSmartDeviceDescription::InterpretData(CPhysicalDrive* drive) {
 }
 
 const CSmartAttributeDescription* CSmartDeviceDescription::Find(const std::wstring& quantity) const {
-    const auto found = std::ranges::find(attributes, quantity, &CSmartAttributeDescription::name);
+    const auto found = std::find_if(attributes.begin(), attributes.end(),
+                                    [&quantity](const auto& rule) { return rule.name == quantity; });
     return found == attributes.end() ? nullptr : &*found;
 }
 

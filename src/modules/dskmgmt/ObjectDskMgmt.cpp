@@ -76,7 +76,8 @@ ObjResult RdFreeSpace(TInfoItem* /*item*/, unsigned short index, unsigned char s
     CLogicalDiscs discs;
     GetDiscs(discs);
     // Meant: of discs with one path, as pools are, the first answers for all.
-    const auto disc = std::ranges::find_if(discs, [&path](const auto& known) { return path == known->VolumePath(); });
+    const auto disc =
+        std::find_if(discs.begin(), discs.end(), [&path](const auto& known) { return path == known->VolumePath(); });
     TInfoItem* item = freeBytes->GetItem(subIndex);
     if (disc == discs.end() || item == nullptr) {
         return OBJ_E_UNEXPECTED;
@@ -192,7 +193,7 @@ void CDiskMgmtActivator::UpdateDiscs(int force) {
 }
 
 int CDiskMgmtActivator::GetDiscsChanged() {
-    if (std::ranges::equal(m_discs, m_lastDiscs, IsSameDisc)) {
+    if (std::equal(m_discs.begin(), m_discs.end(), m_lastDiscs.begin(), m_lastDiscs.end(), IsSameDisc)) {
         return 0;
     }
     // What was compared is what is published: a second enumeration could differ from it.
@@ -216,12 +217,12 @@ void CDiskMgmtActivator::PrintDiscs() {
     }
     // The free bytes first: their readers hold them when they come for the paths.
     CRef<CObject> order[std::size(ARRAYS)];
-    std::ranges::rotate_copy(objects, std::end(objects) - 1, order);
+    std::rotate_copy(std::begin(objects), std::end(objects) - 1, std::end(objects), order);
     const CObjectsLock lock(order);
     for (const CRef<CObject>& object : objects) {
         static_cast<CObjectArray*>(object.Get())->RemoveAllElements();
     }
-    std::ranges::stable_sort(m_discs, [](const auto& left, const auto& right) {
+    std::stable_sort(m_discs.begin(), m_discs.end(), [](const auto& left, const auto& right) {
         return std::strcmp(left->VolumePath(), right->VolumePath()) < 0;
     });
     for (const CRef<CLogicalDisc>& disc : m_discs) {
