@@ -119,7 +119,13 @@ protected:
 };
 
 // A service without a simulated device.
-class NoBoard : public SimulatedBoard {};
+class NoBoard : public SimulatedBoard {
+protected:
+    void SetUp() override {
+        std::filesystem::remove(SCENARIO);
+        SimulatedBoard::SetUp();
+    }
+};
 
 // A board that is there, of which the test says what it has.
 class SomeBoard : public SimulatedBoard {
@@ -136,6 +142,7 @@ protected:
 class KernelSensors : public SimulatedBoard {
 protected:
     void SetUp() override {
+        std::filesystem::remove(SCENARIO);
         ASSERT_EQ(std::system("mount -t tmpfs test /sys/class/hwmon"), 0);
         Add("hwmon2/name", "nct6775");
         Add("hwmon2/in0_input", "1084");
@@ -162,6 +169,7 @@ protected:
 } // namespace
 
 TEST_F(WholeBoard, HasItsModulesInTheFixedOrder) {
+    EXPECT_EQ(OpenDevices(), 0U) << "nobody has asked yet";
     std::vector<std::uint32_t> types;
     const auto modules = m_client.ListModules();
     ASSERT_TRUE(modules);
@@ -177,7 +185,6 @@ TEST_F(WholeBoard, HasItsModulesInTheFixedOrder) {
                              "None: Mainboard created.", "None: IO created."}) {
         EXPECT_EQ(m_log.Count(line), 1U) << line;
     }
-    EXPECT_EQ(OpenDevices(), 0U) << "nobody has asked yet";
 }
 
 TEST_F(WholeBoard, EveryModuleTellsItsValues) {
