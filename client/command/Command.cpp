@@ -32,6 +32,8 @@ constexpr std::array s_commands{
     CommandRow{"sensors", "show temperatures, voltages, fans, load and power", MakeSensorsCommand},
     CommandRow{"gpio", "show or drive the mainboard's GPIO pins", MakeGpioCommand},
     CommandRow{"ups", "show the uninterruptible power supplies", MakeUpsCommand},
+    CommandRow{"runtime", "show the automation runtime", MakeRuntimeCommand},
+    CommandRow{"routes", "show, add or delete routes of the automation runtime", MakeRoutesCommand},
     CommandRow{"ls", "list files of the machine", MakeListCommand},
     CommandRow{"get", "fetch files from the machine", MakeGetCommand},
     CommandRow{"put", "send a file to the machine", MakePutCommand},

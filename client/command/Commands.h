@@ -22,6 +22,8 @@ std::unique_ptr<Command> MakeDiscsCommand();
 std::unique_ptr<Command> MakeSensorsCommand();
 std::unique_ptr<Command> MakeGpioCommand();
 std::unique_ptr<Command> MakeUpsCommand();
+std::unique_ptr<Command> MakeRuntimeCommand();
+std::unique_ptr<Command> MakeRoutesCommand();
 std::unique_ptr<Command> MakeListCommand();
 std::unique_ptr<Command> MakeGetCommand();
 std::unique_ptr<Command> MakePutCommand();

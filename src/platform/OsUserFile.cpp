@@ -15,6 +15,9 @@
 
 namespace {
 
+// What a copy takes of a mode: it never runs with the rights of an owner or a group, least of all the service's.
+constexpr mode_t COPIED_MODE = 07777 & ~(S_ISUID | S_ISGID);
+
 constexpr std::size_t COPY_BLOCK_SIZE = 65536;
 
 // What every file is opened with: a pipe or a device must not hold its user up, no terminal becomes the service's own,
@@ -163,7 +166,7 @@ std::int32_t OsUserCopyFile(const char* source, const char* destination, std::in
     const CFileDescriptor to(
         open(OsUserNormalizePath(destination).c_str(), O_WRONLY | O_CREAT | O_TRUNC | OPEN_ALWAYS | exclusive, 0));
     struct stat status;
-    if (!to || fstat(from.Get(), &status) != 0 || fchmod(to.Get(), status.st_mode & 07777) != 0) {
+    if (!to || fstat(from.Get(), &status) != 0 || fchmod(to.Get(), status.st_mode & COPIED_MODE) != 0) {
         return 0;
     }
     return CopyContents(from.Get(), to.Get()) ? 1 : 0;

@@ -42,6 +42,6 @@ std::int32_t OsUserPathFileExists(const char* path);
 // Without OSUSER_MOVE_REPLACE_EXISTING refuses with EEXIST to replace a regular file; whatever else is left to rename.
 std::int32_t OsUserMoveFile(const char* source, const char* destination, std::uint32_t flags);
 
-// Copies contents and mode, of a pipe or device what it has now; a copy that failed leaves the partial destination in
-// place.
+// Copies contents, of a pipe or device what it has now, and the mode without setuid and setgid; a copy that failed
+// leaves the partial destination in place.
 std::int32_t OsUserCopyFile(const char* source, const char* destination, std::int32_t failIfExists);

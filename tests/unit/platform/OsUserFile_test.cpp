@@ -165,6 +165,13 @@ TEST_F(OsUserFileTest, CopyTakesContentsAndMode) {
     EXPECT_EQ(m_directory.Read("to"), "");
 }
 
+TEST_F(OsUserFileTest, ACopyIsNeverSetuidOrSetgid) {
+    m_directory.Write("from", "text");
+    ASSERT_EQ(chmod((m_directory / "from").c_str(), 07755), 0);
+    EXPECT_EQ(OsUserCopyFile(Foreign("from").c_str(), Foreign("to").c_str(), 0), 1);
+    EXPECT_EQ(ModeOf("to"), 01755U);
+}
+
 TEST_F(OsUserFileTest, CopyMayBeAskedToFailOnAnExistingFile) {
     m_directory.Write("from", "new");
     m_directory.Write("to", "old");
