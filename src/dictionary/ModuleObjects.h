@@ -16,7 +16,7 @@ void AddModuleHeader(CObjDictionary& dictionary, CObj0x8nn0& header, const char*
 template <typename T>
 CRef<T> AddModuleHeaderOf(CObjDictionary& dictionary, const char* type, const char* name, unsigned short moduleType,
                           std::int64_t textId) {
-    const CRef<T> header(new T);
+    CRef<T> header(new T);
     AddModuleHeader(dictionary, *header, type, name, moduleType, textId);
     return header;
 }

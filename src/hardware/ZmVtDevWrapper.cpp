@@ -75,8 +75,8 @@ bool ReadMinMax(std::uint32_t offset, long* min, long* max) {
     if (!Read(GROUP_POWER, offset, &bytes)) {
         return false;
     }
-    *min = bytes.min;
-    *max = bytes.max;
+    *min = static_cast<long>(bytes.min);
+    *max = static_cast<long>(bytes.max);
     return true;
 }
 

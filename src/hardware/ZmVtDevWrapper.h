@@ -58,13 +58,14 @@ struct TVDevice_Date {
     std::uint16_t week = 0;
 };
 
-struct TVtDevice_Version {
+// Aligned so that it can be kept as one atomic value, as the next one.
+struct alignas(4) TVtDevice_Version {
     std::uint8_t major = 0;
     std::uint8_t minor = 0;
     std::uint16_t build = 0;
 };
 
-struct TKUps_GpioInfo {
+struct alignas(8) TKUps_GpioInfo {
     std::uint16_t value1 = 0;
     std::uint8_t value2 = 0;
     std::uint8_t value3 = 0;

@@ -124,8 +124,8 @@ void CKUpsObj0x8nn1::AppendAll(CObject& gpio) {
     const auto versionValue = [hasVersion](auto number) { return hasVersion ? ItemValue(number) : std::string(); };
     // The texts keep their NUL.
     AppendStateItems(*this, {{
-                                {nullptr, std::string("K-UPS", 6)},
-                                {nullptr, std::string("Vorthane", 9)},
+                                {nullptr, std::string("K-UPS\0", 6)},
+                                {nullptr, std::string("Vorthane\0", 9)},
                                 {nullptr, versionValue(version.major)},
                                 {nullptr, versionValue(version.minor)},
                                 {nullptr, versionValue(version.build)},
@@ -166,6 +166,7 @@ ObjResult CKUpsActivator::DoActivate() {
         dictionary->AddObject(state.Get());
         dictionary->AddObject(gpio.Get());
     }
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a number in the place of a pointer, which is meant
     m_timerId = MdpSetTimer(this, TICK_MS, index, reinterpret_cast<void*>(std::uintptr_t{index}), 0);
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CKUpsActivator::DoActivate()");
     return OBJ_E_NOERR;

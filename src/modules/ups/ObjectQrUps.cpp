@@ -180,8 +180,8 @@ ObjResult CQrActivator::DoActivate() {
     }
     // The texts keep their NUL.
     AppendStateItems(*state, {{
-                                 {nullptr, std::string("QR4470-UPS", 11)},
-                                 {nullptr, std::string("Vorthane", 9)},
+                                 {nullptr, std::string("QR4470-UPS\0", 11)},
+                                 {nullptr, std::string("Vorthane\0", 9)},
                                  NotSupported(),
                                  NotSupported(),
                                  NotSupported(),
