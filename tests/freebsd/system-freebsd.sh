@@ -40,6 +40,10 @@ uptime_seconds() {
     echo $(($(date +%s) - $(sysctl -n kern.boottime | sed 's/^{ sec = \([0-9]*\).*/\1/')))
 }
 
+clock_rate() { # MHz of the processor
+    sysctl -n hw.clockrate
+}
+
 service_start() {
     service sylvarin onestart
 }

@@ -53,6 +53,10 @@ uptime_seconds() {
     awk '{ printf "%d\n", $1 }' /proc/uptime
 }
 
+clock_rate() { # MHz of the processor
+    "$prefix/libexec/sylvarin/adapters/sbin/sysctl" -n hw.clockrate
+}
+
 service_start() {
     if [ -d /run/systemd/system ]; then
         systemctl start sylvarin
