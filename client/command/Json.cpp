@@ -57,6 +57,12 @@ std::string EscapeControls(const std::string& text) {
 
 } // namespace
 
+Json::Json(double number) : m_value(number) {}
+
+Json::Json(std::string text) : m_value(std::move(text)) {}
+
+Json::Json(const char* text) : m_value(std::string(text)) {}
+
 Json::Json(std::initializer_list<Member> members) : m_value(Members(members)) {}
 
 Json Json::Array() {

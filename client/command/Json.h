@@ -25,18 +25,12 @@ public:
 
     Json(std::same_as<bool> auto boolean) : m_value(boolean) {}
 
-    Json(std::signed_integral auto number) : m_value(std::int64_t{number}) {}
-
+    Json(std::signed_integral auto number);
     template <std::unsigned_integral Number>
-
-    requires(!std::same_as<Number, bool>) Json(Number number) : m_value(std::uint64_t{number}) {}
-
-    Json(double number) : m_value(number) {}
-
-    Json(std::string text) : m_value(std::move(text)) {}
-
-    Json(const char* text) : m_value(std::string(text)) {}
-
+    requires(!std::same_as<Number, bool>) Json(Number number);
+    Json(double number);
+    Json(std::string text);
+    Json(const char* text);
     Json(std::initializer_list<Member> members);
 
     static Json Array();
@@ -62,5 +56,12 @@ struct Json::Member {
     std::string name;
     Json value;
 };
+
+// Only now a value can be made: it could hold members.
+Json::Json(std::signed_integral auto number) : m_value(std::int64_t{number}) {}
+
+template <std::unsigned_integral Number>
+
+requires(!std::same_as<Number, bool>) Json::Json(Number number) : m_value(std::uint64_t{number}) {}
 
 } // namespace MdpCommand
