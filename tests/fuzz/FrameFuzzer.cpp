@@ -1,14 +1,13 @@
 // What one client writes on its connection, given to the handler of connections as it is.
 #include <array>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "Require.h"
 #include "dictionary/ItemTable.h"
 #include "dictionary/ObjDictionary.h"
 #include "dictionary/ObjHelper.h"
@@ -22,13 +21,6 @@ namespace {
 constexpr std::size_t s_headerSize = 24;
 
 CLogger s_logger;
-
-void Require(bool promise, const char* text) {
-    if (!promise) {
-        std::fprintf(stderr, "%s\n", text);
-        std::abort();
-    }
-}
 
 ObjResult CountReads(TInfoItem* item, unsigned short, unsigned char) {
     std::uint32_t count = 0;

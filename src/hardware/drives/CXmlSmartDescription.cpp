@@ -72,6 +72,7 @@ std::uint32_t CXmlSmartDescription::LoadXML() {
     errno = 0;
     if (!m_document->xml.load_file(FILE_PATH)) {
         g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "(%d) Could not load xml-file \"%s\"", errno, FILE_PATH);
+        m_document->xml.reset(); // of the entries before the place that is wrong
         return DRIVE_E_FAILED;
     }
     return 0;

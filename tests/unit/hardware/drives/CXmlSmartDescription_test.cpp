@@ -46,9 +46,10 @@ TEST_F(XmlSmartDescriptionTest, AMissingFileFailsWithItsName) {
 }
 
 TEST_F(XmlSmartDescriptionTest, AFileThatIsNoXmlFails) {
-    std::ofstream(CXmlSmartDescription::FILE_PATH) << "<DRIVE_SMART_CONFIG><DEVICE>";
+    std::ofstream(CXmlSmartDescription::FILE_PATH) << "<DRIVE_SMART_CONFIG><DEVICE model='M' firmware='' name='Name'/>";
     EXPECT_EQ(m_descriptions.LoadXML(), 0xECA60001U);
     EXPECT_THAT(m_log.TakeLines(), ElementsAre("Error: (0) Could not load xml-file \"/usr/local/bin/mdpdrive.xml\""));
+    EXPECT_EQ(NameOf("M", "F"), "-") << "an entry before the place that is wrong";
 }
 
 TEST_F(XmlSmartDescriptionTest, AnEntryIsReadWithItsRulesInTheirOrder) {
