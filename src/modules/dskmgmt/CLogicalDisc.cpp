@@ -43,16 +43,22 @@ void NoteZpool(std::uint32_t status) {
     }
 }
 
-// Names of pools may have blanks.
-std::string PoolArgument(const std::string& pool) {
-    return pool.find(' ') == std::string::npos ? pool : "'" + pool + "'";
+// Names of pools may have colons and blanks, but nothing else that the shell looks at.
+bool IsPoolName(const std::string& name) {
+    return name.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-.: ") ==
+               std::string::npos &&
+           !name.empty();
 }
 
 // False where the command fails or prints no number.
-bool QueryNumber(const std::string& command, std::uint64_t& number) {
+bool QueryNumber(const std::string& command, const std::string& pool, std::uint64_t& number) {
+    if (!IsPoolName(pool)) {
+        return false;
+    }
     try {
         unsigned long value = 0;
-        if (CSystem::Execute(command, value) != 0) {
+        const bool isQuoted = pool.find(' ') != std::string::npos;
+        if (CSystem::Execute(command + (isQuoted ? "'" + pool + "'" : pool), value) != 0) {
             return false;
         }
         number = value;
@@ -73,9 +79,8 @@ CLogicalDiscBSD::CLogicalDiscBSD(const std::string& pool) {
 }
 
 ObjResult CLogicalDiscBSD::Update() {
-    const std::string pool = PoolArgument(m_volumeName);
-    QueryNumber(POOL_AVAILABLE + pool, m_freeBytes);
-    if (std::uint64_t used = 0; QueryNumber(POOL_USED + pool, used)) {
+    QueryNumber(POOL_AVAILABLE, m_volumeName, m_freeBytes);
+    if (std::uint64_t used = 0; QueryNumber(POOL_USED, m_volumeName, used)) {
         m_totalBytes = used + m_freeBytes;
     }
     m_volumePath = POOL_PATH;
