@@ -111,13 +111,11 @@ TEST_F(MdpDriveFile, RulesHaveKnownNamesOnceAndStayInsideTheirBlock) {
     }
 }
 
-TEST_F(MdpDriveFile, EveryGroupTellsWhereItsFactsStand) {
-    std::string comment;
-    for (const pugi::xml_node& node : m_document.child("DRIVE_SMART_CONFIG").children()) {
-        if (node.type() == pugi::node_comment) {
-            comment = node.value();
-        }
-        EXPECT_NE(comment.find("Facts: "), std::string::npos) << node.attribute("model").value();
+TEST_F(MdpDriveFile, EveryEntryTellsWhereItsFactsStand) {
+    for (const pugi::xml_node& device : Devices()) {
+        const pugi::xml_node comment = device.previous_sibling();
+        EXPECT_EQ(comment.type(), pugi::node_comment) << device.attribute("model").value();
+        EXPECT_EQ(std::string(comment.value()).find(" Facts: "), 0U) << device.attribute("model").value();
     }
 }
 
