@@ -34,6 +34,8 @@ constexpr std::array s_commands{
     CommandRow{"ups", "show the uninterruptible power supplies", MakeUpsCommand},
     CommandRow{"runtime", "show the automation runtime", MakeRuntimeCommand},
     CommandRow{"routes", "show, add or delete routes of the automation runtime", MakeRoutesCommand},
+    CommandRow{"user", "list, add, delete users; change passwords", MakeUserCommand},
+    CommandRow{"group", "list, add, delete groups; change members", MakeGroupCommand},
     CommandRow{"ls", "list files of the machine", MakeListCommand},
     CommandRow{"get", "fetch files from the machine", MakeGetCommand},
     CommandRow{"put", "send a file to the machine", MakePutCommand},

@@ -24,6 +24,8 @@ std::unique_ptr<Command> MakeGpioCommand();
 std::unique_ptr<Command> MakeUpsCommand();
 std::unique_ptr<Command> MakeRuntimeCommand();
 std::unique_ptr<Command> MakeRoutesCommand();
+std::unique_ptr<Command> MakeUserCommand();
+std::unique_ptr<Command> MakeGroupCommand();
 std::unique_ptr<Command> MakeListCommand();
 std::unique_ptr<Command> MakeGetCommand();
 std::unique_ptr<Command> MakePutCommand();

@@ -1,0 +1,140 @@
+#include "Accounts.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "Text.h"
+
+namespace MdpCommand {
+namespace {
+
+constexpr std::uint16_t s_moduleTypeUsers = 4;
+
+constexpr unsigned s_userNames = 1;
+constexpr unsigned s_memberships = 3;
+constexpr unsigned s_groups = 4;
+
+Mdp::Result<Mdp::Module> FindUsers(const Context& context) {
+    const auto modules = context.client.ListModules();
+    if (!modules) {
+        return modules.Error();
+    }
+    const auto found = std::find_if(modules->begin(), modules->end(),
+                                    [](const Mdp::Module& module) { return module.type == s_moduleTypeUsers; });
+    if (found == modules->end()) {
+        return Mdp::Error{Mdp::ErrorKind::Object, Mdp::OBJ_E_NODATA, 0, {}};
+    }
+    return *found;
+}
+
+Mdp::Result<std::vector<std::string>> ReadTexts(const Context& context, std::uint16_t index) {
+    const auto count = context.client.Read(index, 0);
+    if (!count) {
+        return count.Error();
+    }
+    std::vector<std::string> texts;
+    for (unsigned subIndex = 1; !count->empty() && subIndex <= count->front(); ++subIndex) {
+        const auto bytes = context.client.Read(index, static_cast<std::uint8_t>(subIndex));
+        // An entry that is empty has no data.
+        if (!bytes && bytes.Error().code != Mdp::OBJ_E_NODATA) {
+            return bytes.Error();
+        }
+        texts.push_back(bytes ? Mdp::DecodeValue(Mdp::TypeVisibleString, *bytes).text : std::string());
+    }
+    return texts;
+}
+
+void PutNumber(Secret& record, std::size_t number) {
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+        record.Append(static_cast<char>(number >> shift & 0xFFU));
+    }
+}
+
+} // namespace
+
+Mdp::Result<std::vector<Account>> ListAccounts(const Context& context) {
+    const auto module = FindUsers(context);
+    if (!module) {
+        return module.Error();
+    }
+    const auto names = ReadTexts(context, module->Data(s_userNames));
+    if (!names) {
+        return names.Error();
+    }
+    const auto memberships = ReadTexts(context, module->Data(s_memberships));
+    if (!memberships) {
+        return memberships.Error();
+    }
+    std::vector<Account> accounts;
+    // The lists may be rebuilt between the two reads.
+    for (std::size_t i = 0; i < std::min(names->size(), memberships->size()); ++i) {
+        const std::string& groups = (*memberships)[i];
+        accounts.push_back({(*names)[i], groups.empty() ? std::vector<std::string>() : Split(groups, ';')});
+    }
+    return accounts;
+}
+
+Mdp::Result<std::vector<std::string>> ListGroups(const Context& context) {
+    const auto module = FindUsers(context);
+    return module ? ReadTexts(context, module->Data(s_groups)) : module.Error();
+}
+
+int CallAccountService(const Context& context, AccountService service, const std::vector<const std::string*>& texts,
+                       const std::string& head, const std::string& subject, const std::string& done) {
+    const auto module = FindUsers(context);
+    if (!module) {
+        return context.Fail(module.Error(), "looking for the user management");
+    }
+    Secret record;
+    std::size_t total = 4 + 4 * texts.size() + head.size();
+    for (const std::string* text : texts) {
+        total += text->size();
+    }
+    PutNumber(record, total);
+    for (const std::string* text : texts) {
+        PutNumber(record, text->size());
+    }
+    record.Append(head);
+    for (const std::string* text : texts) {
+        record.Append(*text);
+    }
+    Mdp::CallOptions options;
+    options.timeout = context.jobTimeout;
+    const std::string& bytes = record.Bytes();
+    const auto response =
+        context.client.CallService(module->Service(static_cast<unsigned>(service)),
+                                   {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, options);
+    if (!response) {
+        const int status = context.Fail(response.Error(), subject);
+        return response.Error().kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0 ? ExitRunning : status;
+    }
+    if (response->status.Failed()) {
+        return context.Fail(Mdp::Error{Mdp::ErrorKind::Object, response->FailureCode(), 0, {}}, subject);
+    }
+    if (context.json) {
+        context.Print({{"name", TextJson(subject)}, {"done", TextJson(done)}});
+    } else {
+        context.streams.out << PrintableText(subject) << ": " << done << '\n';
+    }
+    return ExitOk;
+}
+
+std::vector<Candidate> UserCandidates(const Context& context) {
+    std::vector<Candidate> candidates;
+    const auto accounts = ListAccounts(context);
+    for (std::size_t i = 0; accounts && i < accounts->size(); ++i) {
+        candidates.push_back({(*accounts)[i].name, (*accounts)[i].groups.empty() ? "" : (*accounts)[i].groups[0]});
+    }
+    return candidates;
+}
+
+std::vector<Candidate> GroupCandidates(const Context& context) {
+    std::vector<Candidate> candidates;
+    const auto groups = ListGroups(context);
+    for (std::size_t i = 0; groups && i < groups->size(); ++i) {
+        candidates.push_back({(*groups)[i], ""});
+    }
+    return candidates;
+}
+
+} // namespace MdpCommand
