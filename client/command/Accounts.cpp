@@ -22,7 +22,7 @@ Mdp::Result<Mdp::Module> FindUsers(const Context& context) {
     const auto found = std::find_if(modules->begin(), modules->end(),
                                     [](const Mdp::Module& module) { return module.type == s_moduleTypeUsers; });
     if (found == modules->end()) {
-        return Mdp::Error{Mdp::ErrorKind::Object, Mdp::OBJ_E_NODATA, 0, {}};
+        return Mdp::Error{Mdp::ErrorKind::Argument, 0, 0, "this machine offers no user management"};
     }
     return *found;
 }
@@ -85,11 +85,11 @@ int CallAccountService(const Context& context, AccountService service, const std
     if (!module) {
         return context.Fail(module.Error(), "looking for the user management");
     }
-    Secret record;
     std::size_t total = 4 + 4 * texts.size() + head.size();
     for (const std::string* text : texts) {
         total += text->size();
     }
+    Secret record(total);
     PutNumber(record, total);
     for (const std::string* text : texts) {
         PutNumber(record, text->size());
@@ -98,15 +98,14 @@ int CallAccountService(const Context& context, AccountService service, const std
     for (const std::string* text : texts) {
         record.Append(*text);
     }
-    Mdp::CallOptions options;
-    options.timeout = context.jobTimeout;
     const std::string& bytes = record.Bytes();
-    const auto response =
-        context.client.CallService(module->Service(static_cast<unsigned>(service)),
-                                   {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, options);
+    const auto response = context.client.CallService(
+        module->Service(static_cast<unsigned>(service)),
+        {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, context.JobOptions(subject));
     if (!response) {
         const int status = context.Fail(response.Error(), subject);
-        return response.Error().kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0 ? ExitRunning : status;
+        return response.Error().kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0 ? ExitRunning
+                                                                                                  : status;
     }
     if (response->status.Failed()) {
         return context.Fail(Mdp::Error{Mdp::ErrorKind::Object, response->FailureCode(), 0, {}}, subject);

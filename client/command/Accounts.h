@@ -25,7 +25,7 @@ enum class AccountService : unsigned {
     ChangePassword = 6,
 };
 
-// OBJ_E_NODATA as an error where the machine has no user management.
+// An error of the kind Argument where the machine has no user management.
 Mdp::Result<std::vector<Account>> ListAccounts(const Context& context);
 Mdp::Result<std::vector<std::string>> ListGroups(const Context& context);
 

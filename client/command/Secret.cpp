@@ -10,12 +10,10 @@
 #include <utility>
 
 namespace MdpCommand {
-namespace {
 
-// A secret never moves to larger memory: the smaller one would keep it.
-constexpr std::size_t s_room = 2048;
-
-} // namespace
+Secret::Secret(std::size_t room) {
+    m_bytes.reserve(room);
+}
 
 Secret::~Secret() {
     explicit_bzero(m_bytes.data(), m_bytes.size());
@@ -26,17 +24,15 @@ Secret::Secret(Secret&& other) noexcept {
 }
 
 void Secret::Append(char byte) {
-    m_bytes.reserve(s_room);
     m_bytes += byte;
 }
 
 void Secret::Append(const std::string& bytes) {
-    m_bytes.reserve(s_room);
     m_bytes += bytes;
 }
 
 std::optional<Secret> PasswordSource::Ask(const std::string& prompt, std::string& wrong) const {
-    Secret password;
+    Secret password(s_longestPassword + 1);
     if (m_descriptor) {
         // Byte by byte: what is behind the line is for others.
         char byte = 0;
@@ -83,6 +79,10 @@ std::optional<Secret> PasswordSource::AskNew(const std::string& prompt, std::str
     std::optional<Secret> password = Ask(prompt, wrong);
     if (!password || m_descriptor) {
         return password;
+    }
+    if (password->Bytes().empty()) {
+        wrong = "there is no password";
+        return std::nullopt;
     }
     const std::optional<Secret> again = Ask("Again: ", wrong);
     if (again && again->Bytes() != password->Bytes()) {

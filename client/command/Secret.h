@@ -14,7 +14,8 @@ inline constexpr std::size_t s_longestPassword = 255;
 // Bytes that are overwritten before their memory goes back. It cannot be copied.
 class Secret {
 public:
-    Secret() = default;
+    // `room`: the most bytes that it will have. It never moves to larger memory: the smaller one would keep it.
+    explicit Secret(std::size_t room);
     ~Secret();
     Secret(Secret&& other) noexcept;
     Secret& operator=(Secret&&) = delete;
@@ -35,7 +36,8 @@ public:
 
     // The next password; the prompt is shown on a terminal. Nothing, and then what is wrong, where there is none.
     std::optional<Secret> Ask(const std::string& prompt, std::string& wrong) const;
-    // The same for one that is set: a terminal asks twice.
+    // The same for one that is set: a terminal asks twice, and takes an empty one, as the end of the input is, for
+    // none.
     std::optional<Secret> AskNew(const std::string& prompt, std::string& wrong) const;
 
 private:

@@ -121,8 +121,8 @@ private:
         if (!password) {
             return context.Fail(ExitUsage, wrong);
         }
-        return CallAccountService(context, AccountService::AddUser, {&m_user, &s_noText, &password->Bytes()}, {}, m_user,
-                                  "added");
+        return CallAccountService(context, AccountService::AddUser, {&m_user, &s_noText, &password->Bytes()}, {},
+                                  m_user, "added");
     }
 
     int ChangePassword(const Context& context) const {

@@ -1,8 +1,13 @@
 // The mdp command against the real service, as an administrator would use it.
 
+#include <poll.h>
+#include <pty.h>
 #include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -44,6 +49,83 @@ std::string Typed(const std::string& keys) {
     return Shell("cd /tmp/files && PATH=" + directory +
                  ":$PATH HISTFILE= bash --rcfile " SYLVARIN_COMPLETION " -i </tmp/typed 2>/dev/null")
         .output;
+}
+
+// A command on a terminal of its own, with someone who reads and types.
+class CTerminal {
+public:
+    explicit CTerminal(const std::string& command) {
+        m_process = forkpty(&m_terminal, nullptr, nullptr, nullptr);
+        if (m_process == 0) {
+            execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), nullptr);
+            _exit(127);
+        }
+    }
+
+    ~CTerminal() {
+        if (m_process > 0) {
+            kill(m_process, SIGKILL);
+        }
+        End();
+        close(m_terminal);
+    }
+
+    // Whether what is shown from now on comes to end with the text.
+    bool Shows(const std::string& text) {
+        for (std::string shown; !shown.ends_with(text);) {
+            char character = 0;
+            pollfd readable{m_terminal, POLLIN, 0};
+            if (poll(&readable, 1, 60000) != 1 || read(m_terminal, &character, 1) != 1) {
+                return false;
+            }
+            shown += character;
+            m_shown += character;
+        }
+        return true;
+    }
+
+    void Type(const std::string& keys) const {
+        EXPECT_EQ(write(m_terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    }
+
+    bool ShowsWhatIsTyped() const {
+        termios settings{};
+        return tcgetattr(m_terminal, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
+    }
+
+    // Types the keys until they end the command: a signal that comes just before it reads is lost on it.
+    int EndBy(const std::string& keys) {
+        while (waitpid(m_process, &m_status, WNOHANG) == 0) {
+            [[maybe_unused]] const ssize_t count = write(m_terminal, keys.data(), keys.size());
+            usleep(50000);
+        }
+        m_process = 0;
+        return m_status;
+    }
+
+    // The status as waitpid gives it.
+    int End() {
+        if (m_process > 0) {
+            waitpid(m_process, &m_status, 0);
+            m_process = 0;
+        }
+        return m_status;
+    }
+
+    const std::string& Shown() const { return m_shown; }
+
+private:
+    pid_t m_process = 0;
+    int m_terminal = -1;
+    int m_status = 0;
+    std::string m_shown;
+};
+
+// Whether the password opens the account, asked from one without rights.
+bool LogsIn(const std::string& user, const std::string& password) {
+    return Shell("echo '" + password + "' | setpriv --reuid 65534 --regid 65534 --clear-groups su -s /bin/sh " + user +
+                 " -c 'id -un' 2>/dev/null")
+               .output == user + "\n";
 }
 
 std::string Content(const std::string& path) {
@@ -98,6 +180,73 @@ TEST_F(ClientCommandsTest, TimeServerIsThatOfNtpConf) {
     EXPECT_THAT(Content("/etc/rc.conf"), HasSubstr("\nntpd_enable=\"YES\"\n"));
     EXPECT_EQ(Mdp("ntp set off").status, 0);
     EXPECT_THAT(Content("/etc/rc.conf"), HasSubstr("\nntpd_enable=\"NO\"\n"));
+}
+
+TEST_F(ClientCommandsTest, UserThatWasAddedLogsInAndIsInTheGroupsThatIdTells) {
+    EXPECT_EQ(Shell("echo Tr0ub4dor | " SYLVARIN_MDP " user add alice --password-fd 0").output, "alice: added\n");
+    EXPECT_TRUE(LogsIn("alice", "Tr0ub4dor"));
+    EXPECT_EQ(Shell("echo Tr0ub4dor | " SYLVARIN_MDP " user add alice --password-fd 0").status, 1);
+
+    EXPECT_EQ(Mdp("group add panels").output, "panels: added\n");
+    EXPECT_EQ(Mdp("group join panels alice").output, "panels: alice is a member\n");
+    EXPECT_EQ(Shell("id -Gn alice").output, "alice panels\n");
+    EXPECT_EQ(Mdp("user groups alice").output, "alice\npanels\n");
+    EXPECT_THAT(Mdp("user list").output, HasSubstr("\nalice "));
+    EXPECT_EQ(Typed("mdp group leave pan\tal\t\n"), "panels: alice is no member\n");
+    EXPECT_EQ(Shell("id -Gn alice").output, "alice\n");
+
+    EXPECT_EQ(Shell("printf 'Tr0ub4dor\nSesame42\n' | " SYLVARIN_MDP " user passwd alice --password-fd 0").output,
+              "alice: password changed\n");
+    EXPECT_TRUE(LogsIn("alice", "Sesame42"));
+    EXPECT_FALSE(LogsIn("alice", "Tr0ub4dor"));
+
+    EXPECT_EQ(Mdp("user del alice").output, "alice: deleted; the home directory stays\n");
+    EXPECT_EQ(Mdp("group del panels").output, "panels: deleted\n");
+    EXPECT_NE(Shell("getent passwd alice").status, 0);
+    EXPECT_NE(Shell("getent group panels").status, 0);
+    EXPECT_THAT(Mdp("group list").output, Not(HasSubstr("panels")));
+    EXPECT_THAT(Mdp("user del alice").output, HasSubstr("0xECAF0402 OBJ_E_NOSUCHUSER"));
+}
+
+TEST_F(ClientCommandsTest, PasswordIsAskedOnTheTerminalTwiceAndNotShown) {
+    CTerminal terminal(SYLVARIN_MDP " user add alice");
+    ASSERT_TRUE(terminal.Shows("Password for alice: ")) << terminal.Shown();
+    EXPECT_FALSE(terminal.ShowsWhatIsTyped());
+    terminal.Type("Tr0ub4dor\r");
+    ASSERT_TRUE(terminal.Shows("Again: ")) << terminal.Shown();
+    terminal.Type("Tr0ub4dor\r");
+    EXPECT_TRUE(terminal.Shows("alice: added\r\n")) << terminal.Shown();
+    EXPECT_EQ(terminal.End(), 0);
+    EXPECT_THAT(terminal.Shown(), Not(HasSubstr("Tr0ub4dor")));
+    EXPECT_TRUE(LogsIn("alice", "Tr0ub4dor"));
+}
+
+TEST_F(ClientCommandsTest, PasswordsThatDifferAreNone) {
+    CTerminal terminal(SYLVARIN_MDP " user add alice");
+    ASSERT_TRUE(terminal.Shows("Password for alice: ")) << terminal.Shown();
+    terminal.Type("Tr0ub4dor\r");
+    ASSERT_TRUE(terminal.Shows("Again: ")) << terminal.Shown();
+    terminal.Type("tr0ub4dor\r");
+    EXPECT_TRUE(terminal.Shows("mdp: the two passwords differ\r\n")) << terminal.Shown();
+    EXPECT_EQ(WEXITSTATUS(terminal.End()), 2);
+    EXPECT_NE(Shell("getent passwd alice").status, 0);
+}
+
+TEST_F(ClientCommandsTest, PasswordThatIsNotTypedIsNone) {
+    CTerminal terminal(SYLVARIN_MDP " user add alice");
+    ASSERT_TRUE(terminal.Shows("Password for alice: ")) << terminal.Shown();
+    terminal.Type("\4"); // the end of the input
+    EXPECT_TRUE(terminal.Shows("mdp: there is no password\r\n")) << terminal.Shown();
+    EXPECT_EQ(WEXITSTATUS(terminal.End()), 2);
+    EXPECT_NE(Shell("getent passwd alice").status, 0);
+    EXPECT_THAT(Shell("setsid -w " SYLVARIN_MDP " user add alice").output, HasSubstr("give it with --password-fd"));
+}
+
+TEST_F(ClientCommandsTest, TerminalShowsWhatIsTypedAgainWhenThePromptIsInterrupted) {
+    CTerminal terminal(SYLVARIN_MDP " user add alice");
+    ASSERT_TRUE(terminal.Shows("Password for alice: ")) << terminal.Shown();
+    EXPECT_EQ(terminal.EndBy("\3"), SIGINT);
+    EXPECT_TRUE(terminal.ShowsWhatIsTyped());
 }
 
 TEST_F(ClientCommandsTest, ClockOfThisMachineCannotBeSetAndThatIsTold) {
