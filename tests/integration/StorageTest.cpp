@@ -2,7 +2,9 @@
 #include <sys/mount.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -110,6 +112,18 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
         return true;
+    }
+
+    // What the command prints, and the status that it ends with behind it.
+    static std::string Mdp(const std::string& arguments) {
+        FILE* pipe = popen((SYLVARIN_MDP " " + arguments + " 2>&1; echo status $?").c_str(), "r");
+        std::string output;
+        std::array<char, 4096> buffer;
+        while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
+            output.append(buffer.data(), count);
+        }
+        EXPECT_EQ(pclose(pipe), 0);
+        return output;
     }
 
     static void Mount(const std::string& path, const char* source = "stick") {
@@ -302,4 +316,53 @@ TEST_F(StorageTest, PoolsStandInFrontWithTheFreeSpaceOfTheFirst) {
                                                      [](const fs::directory_entry& entry) {
                                                          return entry.path().filename().string().starts_with("file");
                                                      }));
+}
+
+TEST_F(StorageTest, MdpShowsTheHealthOfEveryKindOfDrive) {
+    EXPECT_EQ(Mdp("drives"), "SERIAL NUMBER  MODEL  KIND  LIFE LEFT  SPARE LEFT  ERRORS  STATE\nstatus 0\n");
+    SetScenario(std::string(s_flash) + s_disk + s_nvme + s_other + s_unknown);
+    EXPECT_TRUE(WaitUntil([this] { return Drive(1, 0).value == "05 00"_hex; }));
+    EXPECT_EQ(Mdp("drives"),
+              "SERIAL NUMBER  MODEL  KIND       LIFE LEFT          SPARE LEFT         ERRORS             STATE\n"
+              "FLASH-0001     Flash  flash       90% [######### ]   75% [#######   ]  -                  good\n"
+              "NVME-00001     Nvme   flash       97% [######### ]   97% [######### ]  -                  good\n"
+              "DISK-00001     Disk   hard disk  -                  -                  12 bad, 1 pending  "
+              "unreadable sectors\n"
+              "OTHER-0001     Other  other      -                  -                  -                  not known\n"
+              "UNKNOWN-01     -      unknown    -                  -                  -                  not known\n"
+              "status 0\n");
+    const std::string json = Mdp("drives --json");
+    EXPECT_NE(json.find(R"(  {
+    "serial": "DISK-00001",
+    "model": "Disk",
+    "kind": "hard disk",
+    "lifeLeftPercent": null,
+    "spareLeftPercent": null,
+    "reallocatedSectors": 12,
+    "spinRetries": null,
+    "pendingSectors": 1,
+    "crcErrors": null,
+    "state": "unreadable sectors"
+  },
+)"),
+              std::string::npos)
+        << json;
+}
+
+TEST_F(StorageTest, MdpShowsPoolsAndMediaWithTheirFreeSpace) {
+    fs::create_directories(SYLVARIN_ADAPTERS "/sbin");
+    for (const char* tool : {"/zpool", "/zfs"}) {
+        fs::copy_file(std::string(SYLVARIN_POOLS) + tool, std::string(SYLVARIN_ADAPTERS "/sbin") + tool);
+    }
+    EXPECT_EQ(Mdp("discs"), "PATH  NAME  KIND  FILE SYSTEM  SIZE  FREE  USED\nstatus 0\n");
+    SetScenario("[pool tank]\navail = 1500000\nused = 500000\n[pool old one]\nused = 50\n");
+    Mount("/media/a b");
+    EXPECT_TRUE(WaitUntil([this] { return Disc(1, 0).value == "03 00"_hex; }));
+    EXPECT_EQ(
+        Mdp("discs"),
+        "PATH        NAME     KIND    FILE SYSTEM     SIZE     FREE  USED\n"
+        "/           tank     pool    ZFS          1.9 MiB  1.4 MiB   25% [##        ]\n"
+        "/           old one  pool    ZFS             50 B  1.4 MiB    0% [          ]\n" // the first one's: meant
+        "/media/a b  stick    medium  tmpfs        1.0 MiB  1.0 MiB    0% [          ]\n"
+        "status 0\n");
 }
