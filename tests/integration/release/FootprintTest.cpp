@@ -38,8 +38,9 @@ TEST_F(FootprintTest, TwoHundredThousandTransactionsLeaveTheMemoryAsItWas) {
             client.join();
         }
     };
-    // The allocator's arenas for the threads and their stacks' first pages are taken once.
-    transactOnAllThreads(6400);
+    // The allocator's arenas for the threads, their stacks' first pages and rare code are taken once, but it takes a
+    // while until all of them have been needed.
+    transactOnAllThreads(200000);
     m_service->WaitUntilSteady();
     const std::size_t before = m_service->ResidentKiB();
 
