@@ -19,15 +19,16 @@ protected:
     };
 
     void SetUp() override {
-        m_logger = std::make_unique<CLogger>();
-        g_pLogger = m_logger.get();
+        // Of the whole process: threads that no test waits for may still log.
+        static auto* const s_logger = new CLogger;
+        g_pLogger = s_logger;
         m_dictionary = std::make_unique<CDictionaryRef>();
         ASSERT_TRUE(*m_dictionary);
     }
 
     void TearDown() override {
         m_dictionary.reset();
-        g_pLogger = nullptr;
+        g_pLogger->ClearRoutes();
     }
 
     CObjDictionary& Dictionary() { return *m_dictionary->Get(); }
@@ -45,7 +46,6 @@ protected:
                                         static_cast<unsigned int>(bytes.size()), 0);
     }
 
-    std::unique_ptr<CLogger> m_logger;
     std::unique_ptr<CDictionaryRef> m_dictionary;
 };
 

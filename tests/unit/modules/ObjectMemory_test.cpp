@@ -199,7 +199,7 @@ TEST_F(ObjectMemory, WriteIsNotSupportedByTheOneWritableItemAndRefusedByTheOther
 
 TEST_F(ObjectMemory, FailedCounterIsLoggedByItsNameAndTheLastValueIsRead) {
     Memory::Create();
-    m_logger->AddRoute(LOG_SEVERITY_ERROR, LOG_TARGET_CONSOLE);
+    g_pLogger->AddRoute(LOG_SEVERITY_ERROR, LOG_TARGET_CONSOLE);
     for (const char* name : {"vm.stats.vm.v_page_size", "vm.stats.vm.v_active_count", "vm.stats.vm.v_wire_count",
                              "vm.stats.vm.v_free_count", "vm.stats.vm.v_inactive_count", "vm.stats.vm.v_cache_count"}) {
         const auto counter = FakeHost::counters.extract(name);

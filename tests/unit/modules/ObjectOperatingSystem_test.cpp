@@ -88,7 +88,7 @@ TEST_F(ObjectOperatingSystem, UptimeIsFreshAtEveryReadInEightBytes) {
 TEST_F(ObjectOperatingSystem, UptimeWithoutAClockIsNoDataAndLogged) {
     MDPOperatingSystem::Create();
     FakeHost::uptime.reset();
-    m_logger->AddRoute(LOG_SEVERITY_PROGRESS, LOG_TARGET_CONSOLE);
+    g_pLogger->AddRoute(LOG_SEVERITY_PROGRESS, LOG_TARGET_CONSOLE);
     ::testing::internal::CaptureStdout();
     EXPECT_EQ(Read(STATUS, 1), (TAnswer{0xECA60105, ""}));
     EXPECT_EQ(::testing::internal::GetCapturedStdout(),

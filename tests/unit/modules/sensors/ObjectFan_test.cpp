@@ -118,7 +118,7 @@ TEST_F(FanModule, WithoutTheDeviceTheFirstToWakeHasNoObjectAndLaterOnesNoValue) 
 TEST_F(FanModule, TickTellsWhyThereIsNoValue) {
     AddFans();
     Read(0x8001, 1);
-    m_logger->AddRoute(4, 1);
+    g_pLogger->AddRoute(4, 1);
     testing::internal::CaptureStdout();
     FakeDevice::Fail(0x2000, 2, EIO);
     TickOf(0x8000);
@@ -139,7 +139,7 @@ TEST_F(FanModule, TickAfterTheLossOfTheDeviceTellsTheErrorOfTheOpen) {
     Read(0x8001, 1);
     CZmVtDevWrapper::UnloadDll(); // nobody else uses the device at this tick
     FakeDevice::FailOpen(ENOENT);
-    m_logger->AddRoute(4, 1);
+    g_pLogger->AddRoute(4, 1);
     testing::internal::CaptureStdout();
     TickOf(0x8000);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: Could not load ZmVtDevFun.dll Error:(0xECA70002)\n");
