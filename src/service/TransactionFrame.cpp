@@ -1,10 +1,12 @@
 #include "service/TransactionFrame.h"
 
+#include <string.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdlib>
 
-CFrameMemory::CFrameMemory(std::size_t size) {
+CFrameMemory::CFrameMemory(std::size_t size) : m_size(size) {
     if (size <= sizeof m_small) {
         m_bytes = m_small;
         return;
@@ -23,7 +25,12 @@ CFrameMemory::CFrameMemory(std::size_t size) {
 CFrameMemory::~CFrameMemory() {
     if (m_mapped != 0) {
         munmap(m_bytes, m_mapped);
-    } else if (m_bytes != m_small) {
+        return;
+    }
+    if (m_bytes != nullptr) {
+        explicit_bzero(m_bytes, std::min(m_size, WIPED));
+    }
+    if (m_bytes != m_small) {
         std::free(m_bytes);
     }
 }

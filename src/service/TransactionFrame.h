@@ -21,7 +21,8 @@ struct _tagTPipeTransact {
     std::uint64_t readOffset() const { return LoadLe<std::uint64_t>(bytes + 16); }
 };
 
-// Owns the memory of one frame.
+// Owns the memory of one frame. Passwords come in frames: the front of one, where a request to the user management has
+// its place, is overwritten before the memory goes to the next user.
 class CFrameMemory {
 public:
     // Takes memory from the system as it is touched, so that a header that lies about its length costs nothing. What
@@ -42,6 +43,9 @@ private:
     // The allocator serves chunks of files faster than the system, which clears each page; beyond, it has a limit.
     static constexpr std::size_t LARGEST_ALLOCATED = 4U << 20;
 
+    static constexpr std::size_t WIPED = 4096;
+
+    std::size_t m_size = 0;
     std::size_t m_mapped = 0;
     unsigned char* m_bytes = nullptr;
     unsigned char m_small[SMALL_FRAME];
