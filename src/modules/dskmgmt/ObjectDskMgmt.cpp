@@ -99,23 +99,23 @@ ObjResult WrVolumeLabel(TInfoItem* /*item*/, unsigned short /*index*/, unsigned 
 // An array behind the header, and its elements.
 struct TArrayRow {
     unsigned int k;
+    std::uint32_t typeAccess;
     std::int64_t textId;
     std::int64_t elementTextId;
-    std::uint32_t typeAccess;
     TOnRead onRead;
     TOnWrite onWrite;
     std::string (*value)(const CLogicalDisc& disc);
 };
 
 const TArrayRow ARRAYS[] = {
-    {PATHS, 1271, 10220, TEXT, nullptr, nullptr, [](const CLogicalDisc& disc) { return ItemValue(disc.VolumePath()); }},
-    {2, 1272, 10221, TEXT_WRITABLE, nullptr, WrVolumeLabel,
+    {PATHS, TEXT, 1271, 10220, nullptr, nullptr, [](const CLogicalDisc& disc) { return ItemValue(disc.VolumePath()); }},
+    {2, TEXT_WRITABLE, 1272, 10221, nullptr, WrVolumeLabel,
      [](const CLogicalDisc& disc) { return ItemValue(disc.VolumeName()); }},
-    {3, 1273, 10222, TEXT, nullptr, nullptr, [](const CLogicalDisc& disc) { return ItemValue(disc.FileSystem()); }},
-    {4, 1274, 10223, NARROW, nullptr, nullptr, [](const CLogicalDisc& disc) { return ItemValue(disc.DriveType()); }},
-    {5, 1275, 10224, WIDE, nullptr, nullptr, [](const CLogicalDisc& disc) { return ItemValue(disc.TotalBytes()); }},
+    {3, TEXT, 1273, 10222, nullptr, nullptr, [](const CLogicalDisc& disc) { return ItemValue(disc.FileSystem()); }},
+    {4, NARROW, 1274, 10223, nullptr, nullptr, [](const CLogicalDisc& disc) { return ItemValue(disc.DriveType()); }},
+    {5, WIDE, 1275, 10224, nullptr, nullptr, [](const CLogicalDisc& disc) { return ItemValue(disc.TotalBytes()); }},
     // No value until it is read. One text for both sizes: meant.
-    {FREE_BYTES, 1276, 10224, WIDE, RdFreeSpace, nullptr, [](const CLogicalDisc&) { return std::string(); }},
+    {FREE_BYTES, WIDE, 1276, 10224, RdFreeSpace, nullptr, [](const CLogicalDisc&) { return std::string(); }},
 };
 
 bool IsSameDisc(const CRef<CLogicalDisc>& left, const CRef<CLogicalDisc>& right) {
