@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "ModuleTable.h"
 #include "Progress.h"
@@ -55,7 +56,7 @@ std::optional<std::int64_t> UsedPercent(const Disc& disc) {
         return std::nullopt;
     }
     const double used = 1 - static_cast<double>(*disc.free) / static_cast<double>(*disc.total);
-    return static_cast<std::int64_t>(std::clamp(used, 0.0, 1.0) * 100 + 0.5);
+    return std::lround(std::clamp(used, 0.0, 1.0) * 100);
 }
 
 class DiscsCommand : public Command {

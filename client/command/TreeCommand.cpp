@@ -126,9 +126,11 @@ private:
         table.AddTitle("Device");
         AddGroup(table, groups.back());
         for (std::size_t i = 0; i < modules.size(); ++i) {
-            const std::string kind = PrintableText(modules[i].typeName);
-            const std::string name = PrintableText(modules[i].name);
-            table.AddTitle(kind == name ? kind : kind + " " + name);
+            std::string title = PrintableText(modules[i].typeName);
+            if (const std::string name = PrintableText(modules[i].name); name != title) {
+                title.append(" ").append(name);
+            }
+            table.AddTitle(std::move(title));
             AddGroup(table, groups[i]);
         }
         table.Print(context.streams.out);
