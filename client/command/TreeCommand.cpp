@@ -4,6 +4,7 @@
 #include <atomic>
 #include <ostream>
 #include <thread>
+#include <utility>
 
 #include "ObjectView.h"
 #include "Text.h"

@@ -155,6 +155,92 @@ TEST_F(RuntimeTest, AddsAndDeletesRoutes) {
     EXPECT_EQ(Read(Service + 1, 1, 2), std::pair(m_good, "03 00  06 01 A6 EC"_hex));
 }
 
+TEST_F(RuntimeTest, RefusesNetIdsThatAreNone) {
+    SetScenario(RUNTIME);
+    Install();
+    const Bytes invalid = "06 01 A6 EC FF FF FF FF"_hex;
+    EXPECT_EQ(Write(Header + 1, 4, Text("1.2.3.4.5.6.7")), invalid);
+    EXPECT_EQ(Write(Header + 1, 4, Text("256.0.0.0.0.0")), invalid);
+    EXPECT_EQ(Write(Header + 1, 4, Text("1.2.3.4.5.6             ")), invalid); // 24 characters
+    EXPECT_TRUE(Calls("KorSyncWriteReq").empty());
+    EXPECT_EQ(Write(Header + 1, 4, Text("-1.0.0.0.0.0")), m_good);
+    ASSERT_EQ(Calls("KorSyncWriteReq").size(), 1U);
+    EXPECT_TRUE(Calls("KorSyncWriteReq")[0].ends_with("03000000ff0000000000"));
+}
+
+TEST_F(RuntimeTest, TellsThatNothingIsConnectedAndClosesThePort) {
+    SetScenario(RUNTIME);
+    Install();
+    ASSERT_EQ(Read(Header + 1, 6), std::pair(m_good, "05 00"_hex));
+    SetScenario(std::string(RUNTIME) + "[runtime]\nrouter = down\n");
+    EXPECT_EQ(Read(Header + 1, 6), std::pair(m_good, "06 00"_hex));
+    EXPECT_EQ(Calls("KorPortClose").size(), 1U);
+}
+
+TEST_F(RuntimeTest, WritesUnderTheKeysOfTheGenerationThatItMetFirst) {
+    SetScenario(std::string(RUNTIME) + "[runtime]\nversion = 2.11.2250\n");
+    Install();
+    EXPECT_EQ(Read(Header + 1, 11), std::pair(m_good, Text(R"(????-????-???)")));
+    EXPECT_EQ(Write(Header + 1, 4, Text("1.2.3.4.5.6")), m_good);
+    ASSERT_EQ(Calls("KorSyncWriteReq").size(), 1U);
+    // SOFTWARE\\Vorthane\\Zelmora\\System
+    EXPECT_NE(Calls("KorSyncWriteReq")[0].find("534f4654574152455c566f727468616e655c5a656c6d6f72615c53797374656d00"),
+              std::string::npos);
+}
+
+TEST_F(RuntimeTest, RefusesRoutesThatDoNotFitAndThoseThatTheRouterRefuses) {
+    SetScenario(RUNTIME);
+    Install();
+    const auto add = [](std::size_t nameLength, std::size_t total) {
+        return Join({Little(total, 4), "00 00 00 00  88 13 00 00  01 00  01 02 03 04 05 06"_hex, Little(nameLength, 4),
+                     Little(1, 4), Bytes(nameLength, 'n'), Text("h")});
+    };
+    const auto answerTo = [](const Bytes& request) {
+        EXPECT_EQ(Write(Service, 1, request, 2), Bytes(8));
+        return Read(Service, 1, 2).second;
+    };
+    EXPECT_EQ(answerTo(add(1025, 28 + 1025 + 1)), "03 00  06 01 A6 EC"_hex);
+    EXPECT_EQ(answerTo(add(4, 28 + 5 + 1)), "03 00  06 01 A6 EC"_hex);
+    EXPECT_EQ(answerTo(add(1024, 28 + 1024 + 1)), "00 00"_hex);
+    SetScenario(std::string(RUNTIME) + "[runtime failures]\n10000:801 = 1807\n");
+    EXPECT_EQ(answerTo(add(4, 28 + 4 + 1)), "03 00  20 04 AF EC"_hex);
+    EXPECT_TRUE(Calls("KorPortClose").empty());
+}
+
+TEST_F(RuntimeTest, AnEventOfTheRouterIsAChangeOfState) {
+    SetScenario(RUNTIME);
+    Install();
+    ASSERT_TRUE(m_log.WaitForStart("None: InitZmStatusWatchWorker finished: Status is OK! Port: "));
+    const std::size_t registered = Calls("KorMirnRegisterRouterNotificationEx2").size();
+    SetScenario(std::string(RUNTIME) + "[runtime]\nevent = 1 1\n");
+    ASSERT_TRUE(m_log.WaitFor("None: MirnRouterNotificationFuncEx3 callback (new) nEvent: 1"));
+    EXPECT_EQ(Read(Header + 1, 13).first, m_good);
+    SetScenario(std::string(RUNTIME) + "[runtime]\nevent = 2 0\n");
+    ASSERT_TRUE(m_log.WaitFor("None: MirnRouterNotificationFuncEx3 callback (new) nEvent: 0"));
+    EXPECT_EQ(Calls("KorMirnRegisterRouterNotificationEx2").size(), registered);
+}
+
+TEST_F(RuntimeTest, TheStopEndsTheRetries) {
+    ASSERT_TRUE(m_log.WaitFor("None: InitZmStatusWatchWorker Status: -324468737! try again..."));
+    EXPECT_EQ(m_service->Stop().exitStatus, 0);
+    EXPECT_TRUE(m_log.WaitFor("None: InitZmStatusWatchWorker stopped: Sylvarin is closing!"));
+    m_service.reset();
+}
+
+TEST_F(RuntimeTest, OneObjectStaysWhenTheModuleSleeps) {
+    SetScenario(RUNTIME);
+    Install();
+    ASSERT_EQ(Read(Header + 1, 1), std::pair(m_good, "03 00"_hex));
+    // At its real length: half a minute without a question, and up to eight seconds until somebody looks.
+    for (int second = 0; second < 60 && Calls("KorPortClose").empty(); ++second) {
+        std::this_thread::sleep_for(1s);
+    }
+    EXPECT_EQ(Calls("KorPortClose").size(), 1U);
+    const Bytes notSupported = "00 10 A6 EC FF FF FF FF"_hex;
+    EXPECT_EQ(Read(Header + 10, 1).first, notSupported);
+    EXPECT_EQ(Read(Header + 1, 1), std::pair(m_good, "03 00"_hex));
+}
+
 TEST_F(RuntimeTest, FollowsALibraryThatIsReplacedAndRemoved) {
     SetScenario(std::string(RUNTIME) + "\n");
     Install("mangled");
