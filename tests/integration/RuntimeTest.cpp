@@ -21,6 +21,7 @@ journal = /run/machine/journal
 version = 3.1.4024
 net_id = 5.8.15.47.1.1
 state = 5
+system_id = 00112233445566778899aabbccddeeff
 figures = 1 2 3 4 5 1 7 8
 [route press]
 net_id = 5.8.15.60.1.1
