@@ -44,7 +44,8 @@ int OpenLock(const std::string& socketPath, const std::string& name) {
         if (!IsOwnDirectory(directory)) {
             continue;
         }
-        const std::string path = directory + "/.mdp-" + name + ".lock";
+        std::string path = directory;
+        path.append("/.mdp-").append(name).append(".lock");
         const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
         if (descriptor >= 0) {
             return descriptor;

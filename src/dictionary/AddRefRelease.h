@@ -55,6 +55,17 @@ public:
         }
     }
 
+    // The object as one of a class derived from T, with its count; nothing where it is of another class.
+    template <typename TDerived>
+    CRef<TDerived> As() && {
+        auto* derived = dynamic_cast<TDerived*>(m_object);
+        if (derived == nullptr) {
+            return {};
+        }
+        m_object = nullptr;
+        return CRef<TDerived>::Adopt(derived);
+    }
+
     T* Get() const { return m_object; }
 
     T* operator->() const { return m_object; }

@@ -75,8 +75,9 @@ bool ReadMinMax(std::uint32_t offset, long* min, long* max) {
     if (!Read(GROUP_POWER, offset, &bytes)) {
         return false;
     }
-    *min = static_cast<long>(bytes.min);
-    *max = static_cast<long>(bytes.max);
+    // Numbers with a sign, not characters.
+    *min = static_cast<long>(bytes.min); // NOLINT(bugprone-signed-char-misuse)
+    *max = static_cast<long>(bytes.max); // NOLINT(bugprone-signed-char-misuse)
     return true;
 }
 

@@ -52,8 +52,7 @@ unsigned int BitOf(std::uint8_t bits, unsigned int pin) {
 
 // The header of the slot that an index of it belongs to.
 CRef<CMainboardObj0x8nn0> HeaderOf(CObjDictionary& dictionary, unsigned short index) {
-    const CRef<CObject> object = dictionary.GetObjectRef(static_cast<unsigned short>(index & 0xFFF0));
-    return CRef<CMainboardObj0x8nn0>(dynamic_cast<CMainboardObj0x8nn0*>(object.Get()));
+    return dictionary.GetObjectRef(static_cast<unsigned short>(index & 0xFFF0)).As<CMainboardObj0x8nn0>();
 }
 
 std::optional<TSensorInfo> ReadSensor(unsigned int sensor) {

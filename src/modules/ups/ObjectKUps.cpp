@@ -26,8 +26,7 @@ CRef<CKUpsObj0x8nn1> RecordOf(unsigned short index) {
     if (!dictionary) {
         return {};
     }
-    const CRef<CObject> object = dictionary->GetObjectRef(index);
-    return CRef<CKUpsObj0x8nn1>(dynamic_cast<CKUpsObj0x8nn1*>(object.Get()));
+    return dictionary->GetObjectRef(index).As<CKUpsObj0x8nn1>();
 }
 
 // The number becomes the item's value, or takes its buffer away where there is none.

@@ -32,8 +32,7 @@ CRef<CQrObj0x8nn1> RecordOf(unsigned short index) {
     if (!dictionary) {
         return {};
     }
-    const CRef<CObject> object = dictionary->GetObjectRef(index);
-    return CRef<CQrObj0x8nn1>(dynamic_cast<CQrObj0x8nn1*>(object.Get()));
+    return dictionary->GetObjectRef(index).As<CQrObj0x8nn1>();
 }
 
 std::uint8_t PowerStatusOf(std::uint8_t byte) {
