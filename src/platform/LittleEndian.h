@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -50,6 +51,13 @@ public:
     std::string TakeText(std::size_t count) {
         const std::span<const unsigned char> taken = TakeBytes(count);
         return {reinterpret_cast<const char*>(taken.data()), taken.size()};
+    }
+
+    // The same up to its first NUL.
+    std::string TakeTextToNul(std::size_t count) {
+        std::string text = TakeText(count);
+        text.resize(std::min(text.find('\0'), text.size()));
+        return text;
     }
 
     std::size_t Left() const { return m_bytes.size(); }

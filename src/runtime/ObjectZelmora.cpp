@@ -71,7 +71,7 @@ template <typename T>
 CHandle DropInBackground(std::unique_ptr<T> kept) {
     CHandle thread(OsUserCreateThread(nullptr, 0, DropRoutine<T>, kept.get(), 0, nullptr));
     if (thread != nullptr) {
-        kept.release();
+        (void)kept.release(); // the thread's
     }
     return thread;
 }
@@ -147,7 +147,7 @@ void Destroy() {
     if (watch != nullptr) {
         watch->Shutdown();
         if (!watch->WaitForWorkers(left.Milliseconds()) && watch->LeaveToWorkers()) {
-            watch.release();
+            (void)watch.release(); // the workers'
         } else {
             watchEnd = DropInBackground(std::move(watch));
         }

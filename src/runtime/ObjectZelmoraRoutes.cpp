@@ -32,11 +32,6 @@ T& Column(const std::array<CRef<CObject>, ROUTE_TABLES>& tables, std::size_t num
     return static_cast<T&>(*tables[number]);
 }
 
-// A text of the wire, which ends at its first NUL as everywhere behind it.
-std::string WireText(CRecordReader& reader, std::uint32_t length) {
-    return reader.TakeText(length).c_str();
-}
-
 std::optional<TRoute> ParseAddRequest(std::span<const unsigned char> request) {
     CRecordReader reader(request);
     const auto total = reader.Take<std::uint32_t>();
@@ -52,8 +47,8 @@ std::optional<TRoute> ParseAddRequest(std::span<const unsigned char> request) {
         total != ADD_HEAD + nameLength + addressLength) {
         return std::nullopt;
     }
-    route.name = WireText(reader, nameLength);
-    route.address = WireText(reader, addressLength);
+    route.name = reader.TakeTextToNul(nameLength);
+    route.address = reader.TakeTextToNul(addressLength);
     return reader.Failed() ? std::nullopt : std::optional(route);
 }
 
@@ -63,7 +58,7 @@ std::optional<std::string> ParseDeleteRequest(std::span<const unsigned char> req
     if (reader.Failed() || length > LONGEST_TEXT) {
         return std::nullopt;
     }
-    std::string name = WireText(reader, length);
+    std::string name = reader.TakeTextToNul(length);
     return reader.Failed() ? std::nullopt : std::optional(std::move(name));
 }
 

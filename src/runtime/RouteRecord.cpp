@@ -22,7 +22,7 @@ MirnNetId_ TakeNetId(CRecordReader& reader) {
 
 // A text whose length counts its end mark; one that would reach beyond the record ends with it.
 std::string TakeText(CRecordReader& reader, std::uint32_t length) {
-    return reader.TakeText(std::min<std::size_t>(length, reader.Left())).c_str();
+    return reader.TakeTextToNul(std::min<std::size_t>(length, reader.Left()));
 }
 
 } // namespace
