@@ -68,9 +68,10 @@ public:
 
     T* Get() const { return m_object; }
 
-    T* operator->() const { return m_object; }
+    // clang-tidy takes any decrement of a count for the last one.
+    T* operator->() const { return m_object; } // NOLINT(clang-analyzer-cplusplus.NewDelete)
 
-    T& operator*() const { return *m_object; }
+    T& operator*() const { return *m_object; } // NOLINT(clang-analyzer-cplusplus.NewDelete)
 
     explicit operator bool() const { return m_object != nullptr; }
 

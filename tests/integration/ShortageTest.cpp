@@ -130,7 +130,7 @@ TEST_F(ShortageTest, OutOfDescriptorsTheServiceWaitsAndSaysSoOnce) {
 TEST_F(ShortageTest, OutOfDescriptorsTheServiceStopsInGoodOrder) {
     const Failing failing;
     ServiceStart start = FailingStart("accept:0:24");
-    start.arguments.push_back("-v");
+    start.arguments.emplace_back("-v");
     ServiceUnderTest service(start);
     ASSERT_TRUE(m_log.WaitFor("Error: Accept failed: 24"));
     ASSERT_TRUE(m_log.WaitFor("Info: Sylvarin started."));

@@ -206,7 +206,8 @@ protected:
     // Whether the daemon that runs now asked for this server.
     static bool DaemonAsksFor(const std::string& server) {
         return Eventually([&] {
-            return Shell("pid=$(pgrep -x ntpd) && grep \"ntpd.$pid.*dns_probe: " + server + ",\" /tmp/ntpd.log") != "";
+            return !Shell("pid=$(pgrep -x ntpd) && grep \"ntpd.$pid.*dns_probe: " + server + ",\" /tmp/ntpd.log")
+                        .empty();
         });
     }
 };

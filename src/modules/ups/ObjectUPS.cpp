@@ -19,11 +19,10 @@ constexpr std::int64_t TEXT_ID_MODULE = 1280;
 constexpr int BIOS_NOT_SUPPORTED = 0x20000701;
 
 template <typename THeader>
-CRef<CObj0x8nn0> AddHeader(CObjDictionary& dictionary, const std::string& name, USV_TYPE kind) {
-    const CRef<THeader> header(new THeader);
+CRef<CObj0x8nn0> MakeHeader(USV_TYPE kind) {
+    auto* header = new THeader;
     header->kind = kind;
-    AddModuleHeader(dictionary, *header, "UPS", name.c_str(), MODULE_TYPE, TEXT_ID_MODULE);
-    return CRef<CObj0x8nn0>(header.Get());
+    return CRef<CObj0x8nn0>(header);
 }
 
 CRef<CUpsActivator> MakeActivator(USV_TYPE kind) {
@@ -60,8 +59,8 @@ ObjResult Create() {
 void CreateUps(CObjDictionary* dictionary, unsigned char number, USV_TYPE kind) {
     const std::string name = "UPS" + std::to_string(number);
     const CRef<CUpsActivator> activator = MakeActivator(kind);
-    activator->header = kind == USV_TYPE_KUPS ? AddHeader<CKUpsObj0x8nn0>(*dictionary, name, kind)
-                                              : AddHeader<CUpsObj0x8nn0>(*dictionary, name, kind);
+    activator->header = kind == USV_TYPE_KUPS ? MakeHeader<CKUpsObj0x8nn0>(kind) : MakeHeader<CUpsObj0x8nn0>(kind);
+    AddModuleHeader(*dictionary, *activator->header, "UPS", name.c_str(), MODULE_TYPE, TEXT_ID_MODULE);
     dictionary->SetModuleActivator(SlotOfIndex(activator->header->Index()), activator.Get());
 }
 
