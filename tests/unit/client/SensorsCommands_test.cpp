@@ -44,7 +44,7 @@ protected:
         m_machine.objects[0x8037] = pins;
         m_machine.objects[0x8038] = mask;
         m_machine.AddModule(4, 30, "UPS", "UPS0");
-        FakeObject ups{9, "", {CountEntry(18), Entry(s_text, Text(std::string("K-UPS", 6)))}};
+        FakeObject ups{9, "", {CountEntry(18), Entry(s_text, Text(std::string("K-UPS\0", 6)))}};
         for (int subIndex = 2; subIndex <= 18; ++subIndex) {
             ups.entries.push_back(NoData(5));
         }
