@@ -101,7 +101,7 @@ TEST_F(SmartctlTest, AgreesOnEveryAttributeOfAFullTable) {
     for (int place = 0; place < 30; ++place) {
         const int id = 3 + place * 8;
         scenario += "attribute " + std::to_string(id) + " = " + std::to_string(100 - place) + " " +
-                    std::to_string(90 - place) + " " + std::to_string(0x1234567890AULL * (place + 1) & 0xFFFFFFFFFFFF) +
+                    std::to_string(90 - place) + " " + std::to_string(0x1234567890A * (place + 1) & 0xFFFFFFFFFFFF) +
                     " " + std::to_string(place) + " 0x" + (place % 2 != 0 ? "33" : "12") + "\n";
     }
     SetScenario(scenario + "[drive sdaa]\nserial = LATER-0001\nmodel = M\n");

@@ -125,8 +125,8 @@ TEST_F(KUpsModule, LayoutIsThatOfAllKinds) {
 
 TEST_F(KUpsModule, ConstantsAndValuesOfTheActivation) {
     CreateUps();
-    EXPECT_EQ(Read(STATE, 1), Text(std::string("K-UPS", 6)));
-    EXPECT_EQ(Read(STATE, 2), Text(std::string("Vorthane", 9)));
+    EXPECT_EQ(Read(STATE, 1), Text(std::string("K-UPS\0", 6)));
+    EXPECT_EQ(Read(STATE, 2), Text(std::string("Vorthane\0", 9)));
     EXPECT_EQ(Read(STATE, 3), Value("01"));
     EXPECT_EQ(Read(STATE, 4), Value("04"));
     EXPECT_EQ(Read(STATE, 5), Value("1B 00"));
@@ -226,7 +226,7 @@ TEST_F(KUpsModule, DeviceThatHasGoneLeavesItemsWithoutValues) {
     FakeDevice::FailOpen(ENOENT);
     EXPECT_EQ(Read(STATE, 7), None(NO_DATA));
     EXPECT_EQ(Read(STATE, 13), None(NO_DATA));
-    EXPECT_EQ(Read(STATE, 1), Text(std::string("K-UPS", 6)));
+    EXPECT_EQ(Read(STATE, 1), Text(std::string("K-UPS\0", 6)));
     EXPECT_EQ(Write(STATE, 16, Bytes("01")), 0U);
     SleepAll();
     EXPECT_EQ(CZmVtDevWrapper::RefCounter(), 0);
@@ -313,8 +313,8 @@ TEST_F(QrModule, HasTheLayoutAndItsConstants) {
     UPS::CreateUps(&Dictionary(), 2, UPS::USV_TYPE_QR);
     EXPECT_EQ(Read(FIRST, 3), Text("UPS2"));
     ExpectLayout(3);
-    EXPECT_EQ(Read(STATE, 1), Text(std::string("QR4470-UPS", 11)));
-    EXPECT_EQ(Read(STATE, 2), Text(std::string("Vorthane", 9)));
+    EXPECT_EQ(Read(STATE, 1), Text(std::string("QR4470-UPS\0", 11)));
+    EXPECT_EQ(Read(STATE, 2), Text(std::string("Vorthane\0", 9)));
     for (const int subIndex : {3, 4, 5, 6, 8, 9, 11, 12, 13, 14, 15, 16, 17, 18}) {
         EXPECT_EQ(Read(STATE, subIndex), None(NOT_SUPPORTED)) << subIndex;
     }
@@ -365,7 +365,7 @@ TEST_F(QrModule, ChargeIsAskedOnlyWithoutAPort) {
 
 TEST_F(QrModule, WithoutTheLibraryTheItemsHaveNoValues) {
     UPS::CreateUps(&Dictionary(), 0, UPS::USV_TYPE_QR);
-    EXPECT_EQ(Read(STATE, 1), Text(std::string("QR4470-UPS", 11)));
+    EXPECT_EQ(Read(STATE, 1), Text(std::string("QR4470-UPS\0", 11)));
     EXPECT_EQ(Read(STATE, 7), None(NO_DATA));
     EXPECT_EQ(Read(STATE, 10), None(NO_DATA));
     EXPECT_EQ(UPS::CheckQrUps(), 0U);
