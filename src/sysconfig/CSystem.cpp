@@ -1,5 +1,6 @@
 #include "sysconfig/CSystem.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,12 +9,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <new>
+#include <sstream>
 
 #include "host/Programs.h"
 #include "log/Logger.h"
+#include "platform/CFileDescriptor.h"
 #include "platform/StringHelper.h"
 #include "sysconfig/CSettingsLock.h"
 #include "sysconfig/ReplaceFile.h"
@@ -66,7 +68,7 @@ private:
 // the shell opens its name, so a link that somebody else laid under that name is never followed.
 std::string MakeOutputFile() {
     char name[1024] = P_tmpdir "/fileXXXXXX";
-    const int descriptor = mkstemp(name);
+    const int descriptor = mkostemp(name, O_CLOEXEC);
     if (descriptor == -1) {
         return {};
     }
@@ -172,16 +174,22 @@ std::uint32_t CSystem::ExecuteSecureInternal(const std::vector<std::string>& arg
 
 std::uint32_t CSystem::ReadFile(const std::string& path, std::vector<std::string>& lines) {
     lines.clear();
-    std::ifstream file(path);
-    if (!file.is_open()) {
+    const CFileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) {
         return static_cast<std::uint32_t>(errno);
     }
-    std::string line;
-    while (std::getline(file, line)) {
+    std::string content;
+    char chunk[4096];
+    ssize_t got = 0;
+    while ((got = read(file.Get(), chunk, sizeof chunk)) > 0) {
+        content.append(chunk, static_cast<std::size_t>(got));
+    }
+    std::istringstream stream(content);
+    for (std::string line; std::getline(stream, line);) {
         lines.push_back(line);
     }
     // What was read of a file that cannot be read to its end must not become the file.
-    return file.bad() ? static_cast<std::uint32_t>(EIO) : 0;
+    return got < 0 ? static_cast<std::uint32_t>(EIO) : 0;
 }
 
 std::uint32_t CSystem::ReadFile(const std::string& path, std::string& text) {
