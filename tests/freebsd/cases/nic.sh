@@ -36,7 +36,9 @@ has_router() {
 if changing; then
     cp -p /etc/rc.conf "$work/rc.conf"
     echo 'foreign_setting="stays as it is" # with its comment' >>/etc/rc.conf
-    router=$(default_router)
+    # A DHCP server's router goes where the network restarts and rc.conf names one.
+    router=$(sed -n 's/^defaultrouter="\(.*\)"/\1/p' /etc/rc.conf)
+    [ -n "$router" ] || router=$(default_router)
     static=$(sed -n 's/^ifconfig_\([a-z0-9]*\)="inet .*/\1/p' /etc/rc.conf | head -n 1)
     old_address=$(address_of "$static")
     new_address=${old_address%.*}.77
