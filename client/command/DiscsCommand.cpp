@@ -5,6 +5,7 @@
 
 #include "ModuleTable.h"
 #include "Progress.h"
+#include "Reader.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -75,8 +76,8 @@ public:
                       {"name", TextJson(disc.name)},
                       {"kind", KindText(disc)},
                       {"fileSystem", TextJson(disc.fileSystem)},
-                      {"size", disc.total ? Json(*disc.total) : Json()},
-                      {"free", disc.free ? Json(*disc.free) : Json()}});
+                      {"size", NumberJson(disc.total)},
+                      {"free", NumberJson(disc.free)}});
             table.Add({PrintableText(disc.path), PrintableText(disc.name), KindText(disc),
                        PrintableText(disc.fileSystem), BytesText(disc.total), BytesText(disc.free),
                        PercentText(UsedPercent(disc))});

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "ModuleTable.h"
+#include "Reader.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -95,10 +96,6 @@ std::string ErrorsText(const Drive& drive) {
         }
     }
     return !text.empty() ? text : hasCounts ? "0" : "-";
-}
-
-Json NumberJson(const std::optional<std::int64_t>& number) {
-    return number ? Json(*number) : Json();
 }
 
 Mdp::Result<std::vector<Drive>> ReadDrives(ModuleTable& table) {
