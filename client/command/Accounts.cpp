@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "Reader.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -15,16 +16,14 @@ constexpr unsigned s_memberships = 3;
 constexpr unsigned s_groups = 4;
 
 Mdp::Result<Mdp::Module> FindUsers(const Context& context) {
-    const auto modules = context.client.ListModules();
+    const auto modules = ListModulesOf(context.client, s_moduleTypeUsers);
     if (!modules) {
         return modules.Error();
     }
-    const auto found = std::find_if(modules->begin(), modules->end(),
-                                    [](const Mdp::Module& module) { return module.type == s_moduleTypeUsers; });
-    if (found == modules->end()) {
+    if (modules->empty()) {
         return Mdp::Error{Mdp::ErrorKind::Argument, 0, 0, "this machine offers no user management"};
     }
-    return *found;
+    return modules->front();
 }
 
 Mdp::Result<std::vector<std::string>> ReadTexts(const Context& context, std::uint16_t index) {

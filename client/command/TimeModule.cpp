@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Reader.h"
 #include "mdp/Value.h"
 
 namespace MdpCommand {
@@ -36,16 +37,14 @@ std::string TextOf(const Mdp::Bytes& bytes) {
 } // namespace
 
 Mdp::Result<TimeModule> TimeModule::Find(const Mdp::Client& client) {
-    const auto modules = client.ListModules();
+    const auto modules = ListModulesOf(client, s_moduleTypeTime);
     if (!modules) {
         return modules.Error();
     }
-    const auto found = std::find_if(modules->begin(), modules->end(),
-                                    [](const Mdp::Module& module) { return module.type == s_moduleTypeTime; });
-    if (found == modules->end()) {
+    if (modules->empty()) {
         return Mdp::Error{Mdp::ErrorKind::Argument, 0, 0, "this machine offers no clock, zones and time servers"};
     }
-    return TimeModule(client, found->index);
+    return TimeModule(client, modules->front().index);
 }
 
 Mdp::Result<std::string> TimeModule::ReadText(std::uint8_t subIndex) const {
