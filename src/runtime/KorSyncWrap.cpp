@@ -77,6 +77,12 @@ void* FindSymbol(void* library, const TSymbol& symbol) {
     return function == nullptr && symbol.fallback != nullptr ? dlsym(library, symbol.fallback) : function;
 }
 
+// The C library keeps what failed until its thread has gone, which may be after the process: the second call frees it.
+void DropLoaderError() {
+    dlerror();
+    dlerror();
+}
+
 } // namespace
 
 CKorSyncWrap::CKorSyncWrap() {
@@ -97,11 +103,13 @@ int CKorSyncWrap::LoadDll() {
     }
     m_library = dlopen(LIBRARY, RTLD_LAZY);
     if (m_library == nullptr) {
+        DropLoaderError();
         return 0;
     }
     for (std::size_t row = 0; row < FUNCTIONS; ++row) {
         m_functions[row] = FindSymbol(m_library, SYMBOLS[row]);
     }
+    DropLoaderError();
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CKorSyncWrap::LoadDll()");
     return 1;
 }
