@@ -189,6 +189,10 @@ void Context::Print(const Json& told) const {
     streams.out << told.Text(isStream) << '\n';
 }
 
+void Context::Show(const Table& table) const {
+    table.Print(streams.out);
+}
+
 int RunMdp(std::vector<std::string> arguments, Streams streams, Mdp::Milliseconds noticeAfter) {
     try {
         return RunWords(std::move(arguments), streams, noticeAfter);

@@ -16,14 +16,17 @@
 //     row with its name and summary; CMakeLists.txt has the file.
 //  2. Declare tells what the command line takes (Arguments.h): parser, help text and completion go by it. Values arrive
 //     in members; words are looked at by TakeAddress (Text.h), TakeRemotePath (RemoteFiles.h) or the like.
-//  3. Run asks context.client, shows a Table (Text.h) on context.streams.out or, if context.json is set, gives a Json
-//     (Json.h) of the same to context.Print, and returns ExitOk. What fails is returned as context.Fail(...).
+//  3. Run asks context.client, gives a Table (Text.h) to context.Show or, if context.json is set, a Json (Json.h) of
+//  the
+//     same to context.Print, and returns ExitOk. What fails is returned as context.Fail(...).
 //     Texts of the machine go through PrintableText or TextJson: they may hold anything.
 //  4. Complete offers what a positional may become, if the machine knows.
 //  5. docs/man/mdp.1 tells of it; tests/unit/client has a fixture (CommandsTest.h) with a machine made up by the test.
 // No file of a command includes the libraries for JSON or the command line: they take seconds to compile.
 
 namespace MdpCommand {
+
+class Table;
 
 // What mdp ends with.
 enum ExitStatus : int {
@@ -66,6 +69,7 @@ struct Context {
     int Fail(ExitStatus status, const std::string& message) const;
 
     void Print(const Json& json) const;
+    void Show(const Table& table) const;
 };
 
 class Command {

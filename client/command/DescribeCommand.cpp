@@ -82,7 +82,7 @@ private:
             table.Add({std::to_string(entry.subIndex), PrintableText(entry.name), Mdp::TypeName(entry.dataType),
                        std::to_string(entry.bitLength), AccessText(entry)});
         }
-        table.Print(context.streams.out);
+        context.Show(table);
         return ExitOk;
     }
 

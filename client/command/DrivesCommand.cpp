@@ -145,7 +145,7 @@ public:
         if (context.json) {
             context.Print(list);
         } else {
-            table.Print(context.streams.out);
+            context.Show(table);
         }
         return ExitOk;
     }

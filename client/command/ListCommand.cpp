@@ -94,7 +94,7 @@ private:
         for (const Mdp::RemoteFile& file : listing.files) {
             table.Add({std::to_string(file.size), PrintableText(file.name)});
         }
-        table.Print(context.streams.out);
+        context.Show(table);
     }
 
     std::string m_path = "/";

@@ -30,7 +30,7 @@ public:
             table.Add({IndexText(module.index), std::to_string(module.type), PrintableText(module.typeName),
                        PrintableText(module.name)});
         }
-        table.Print(context.streams.out);
+        context.Show(table);
         return ExitOk;
     }
 };

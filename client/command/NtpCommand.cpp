@@ -88,7 +88,7 @@ private:
         Table table({"SERVER", "REFRESH"});
         table.AlignRight(1);
         table.Add({isOn ? PrintableText(*server) : "-", isOn ? std::to_string(*refresh) : "-"});
-        table.Print(context.streams.out);
+        context.Show(table);
         return ExitOk;
     }
 

@@ -120,7 +120,7 @@ private:
             table.Add({std::to_string(entry.description.subIndex), PrintableText(entry.description.name),
                        Mdp::TypeName(entry.description.dataType), AccessText(entry.description), ValueText(entry)});
         }
-        table.Print(context.streams.out);
+        context.Show(table);
     }
 
     static int PrintObject(const Context& context, const ObjectView& view) {

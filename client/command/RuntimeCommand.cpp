@@ -144,7 +144,7 @@ private:
         for (const Figure& figure : runtime.figures) {
             table.Add({PrintableText(figure.name), NumberText(figure.value)});
         }
-        table.Print(context.streams.out);
+        context.Show(table);
     }
 };
 

@@ -211,7 +211,7 @@ private:
                        IsKind(sensor, "voltage") ? "V" : sensor.unit, RangeOf(sensor),
                        hasRange ? Bar(sensor.value, *sensor.low, *sensor.high) : ""});
         }
-        table.Print(context.streams.out);
+        context.Show(table);
     }
 
     bool m_watch = false;

@@ -112,7 +112,7 @@ private:
         }
         Table table({"TIME", "UTC SECONDS", "ZONE"});
         table.Add({PrintableText(*text), std::to_string(*utc), zone->empty() ? "-" : PrintableText(*zone)});
-        table.Print(context.streams.out);
+        context.Show(table);
         return ExitOk;
     }
 

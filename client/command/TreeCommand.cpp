@@ -134,7 +134,7 @@ private:
             table.AddTitle(std::move(title));
             AddGroup(table, groups[i]);
         }
-        table.Print(context.streams.out);
+        context.Show(table);
     }
 };
 

@@ -90,7 +90,7 @@ public:
         } else if (modules->empty()) {
             context.streams.out << "This machine tells of no uninterruptible power supply.\n";
         } else {
-            table.Print(context.streams.out);
+            context.Show(table);
         }
         return ExitOk;
     }

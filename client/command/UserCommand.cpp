@@ -90,7 +90,7 @@ private:
         if (context.json) {
             context.Print(list);
         } else {
-            table.Print(context.streams.out);
+            context.Show(table);
         }
         return ExitOk;
     }

@@ -95,7 +95,7 @@ private:
         if (context.json) {
             context.Print(list);
         } else {
-            table.Print(context.streams.out);
+            context.Show(table);
         }
         return ExitOk;
     }
