@@ -78,11 +78,12 @@ Mdp::Result<std::vector<std::string>> ListGroups(const Context& context) {
     return module ? ReadTexts(context, module->Data(s_groups)) : module.Error();
 }
 
-int CallAccountService(const Context& context, AccountService service, const std::vector<const std::string*>& texts,
-                       const std::string& head, const std::string& subject, const std::string& done) {
+Mdp::Result<void> RunAccountService(const Context& context, AccountService service,
+                                    const std::vector<const std::string*>& texts, const std::string& head,
+                                    const std::string& subject) {
     const auto module = FindUsers(context);
     if (!module) {
-        return context.Fail(module.Error(), "looking for the user management");
+        return module.Error();
     }
     std::size_t total = 4 + 4 * texts.size() + head.size();
     for (const std::string* text : texts) {
@@ -102,12 +103,32 @@ int CallAccountService(const Context& context, AccountService service, const std
         module->Service(static_cast<unsigned>(service)),
         {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, context.JobOptions(subject));
     if (!response) {
-        const int status = context.Fail(response.Error(), subject);
-        return response.Error().kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0 ? ExitRunning
-                                                                                                  : status;
+        return response.Error();
     }
     if (response->status.Failed()) {
-        return context.Fail(Mdp::Error{Mdp::ErrorKind::Object, response->FailureCode(), 0, {}}, subject);
+        return Mdp::Error{Mdp::ErrorKind::Object, response->FailureCode(), 0, {}};
+    }
+    return {};
+}
+
+Mdp::Result<void> ChangeMembership(const Context& context, const std::string& group, const std::string& user,
+                                   bool joins) {
+    const std::string noDomain;
+    return RunAccountService(context, AccountService::ChangeMembership, {&user, &group, &noDomain},
+                             std::string(1, joins ? '\1' : '\0'), group);
+}
+
+int CallAccountService(const Context& context, AccountService service, const std::vector<const std::string*>& texts,
+                       const std::string& subject, const std::string& done) {
+    return TellOutcome(context, RunAccountService(context, service, texts, {}, subject), subject, done);
+}
+
+int TellOutcome(const Context& context, const Mdp::Result<void>& outcome, const std::string& subject,
+                const std::string& done) {
+    if (!outcome) {
+        const int status = context.Fail(outcome.Error(), subject);
+        const bool goesOn = outcome.Error().kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0;
+        return goesOn ? ExitRunning : status;
     }
     if (context.json) {
         context.Print({{"name", TextJson(subject)}, {"done", TextJson(done)}});

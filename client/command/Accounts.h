@@ -30,9 +30,20 @@ Mdp::Result<std::vector<Account>> ListAccounts(const Context& context);
 Mdp::Result<std::vector<std::string>> ListGroups(const Context& context);
 
 // Calls a service with the record that it takes: the total size, the lengths of the texts, what else the head holds,
-// the texts. Tells a failure, about the subject, and gives the status to end with; a success is shown as `done`.
+// the texts. The subject is what a user who waits is told of.
+Mdp::Result<void> RunAccountService(const Context& context, AccountService service,
+                                    const std::vector<const std::string*>& texts, const std::string& head,
+                                    const std::string& subject);
+// Lets a user join or leave a group.
+Mdp::Result<void> ChangeMembership(const Context& context, const std::string& group, const std::string& user,
+                                   bool joins);
+
+// Tells a failure, about the subject, and gives the status to end with; a success is shown as `done`.
+int TellOutcome(const Context& context, const Mdp::Result<void>& outcome, const std::string& subject,
+                const std::string& done);
+// Both, for a service whose record has no more in its head.
 int CallAccountService(const Context& context, AccountService service, const std::vector<const std::string*>& texts,
-                       const std::string& head, const std::string& subject, const std::string& done);
+                       const std::string& subject, const std::string& done);
 
 // Candidates for names.
 std::vector<Candidate> UserCandidates(const Context& context);

@@ -27,7 +27,8 @@ using TakeText = std::function<std::string(std::string& text)>;
 
 enum class ArgumentKind { Positional, Option, Flag, Help, Version };
 
-// Where the parsed value goes; the target outlives the parsing. Several texts take all words that are left.
+// Where the parsed value goes; the target outlives the parsing. Several texts take all words that are left or, as an
+// option, one each time that it is given.
 using ArgumentTarget =
     std::variant<std::monostate, bool*, std::string*, std::vector<std::string>*, double*, std::uint64_t*, TakeText>;
 

@@ -54,6 +54,12 @@ struct OptionMaker {
                    : app.set_help_flag(argument.names, argument.description);
     }
 
+    // Each time such an option is given it takes one text.
+    CLI::Option* operator()(std::vector<std::string>* target) const {
+        CLI::Option* option = app.add_option(argument.names, *target, argument.description);
+        return argument.kind == ArgumentKind::Option ? option->allow_extra_args(false) : option;
+    }
+
     CLI::Option* operator()(bool* target) const { return app.add_flag(argument.names, *target, argument.description); }
 
     template <typename Value>

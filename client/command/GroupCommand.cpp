@@ -31,13 +31,12 @@ public:
         }
         if (takesUser) {
             const bool joins = m_action == "join";
-            return CallAccountService(context, AccountService::ChangeMembership, {&m_user, &m_group, &s_noText},
-                                      std::string(1, joins ? '\1' : '\0'), m_group,
-                                      m_user + (joins ? " is a member" : " is no member"));
+            return TellOutcome(context, ChangeMembership(context, m_group, m_user, joins), m_group,
+                               m_user + (joins ? " is a member" : " is no member"));
         }
         const bool adds = m_action == "add";
         return CallAccountService(context, adds ? AccountService::AddGroup : AccountService::DeleteGroup,
-                                  {&m_group, &s_noText}, {}, m_group, adds ? "added" : "deleted");
+                                  {&m_group, &s_noText}, m_group, adds ? "added" : "deleted");
     }
 
     std::vector<Candidate> Complete(const Context& context, const std::vector<std::string>& positionals,

@@ -3,15 +3,17 @@
 #include <concepts>
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
 
 namespace MdpCommand {
 
-// A JSON value that is built up and written: null, a boolean, a number, a string, an array or an object, whose members
-// stay in the order in which they were added. An object is written like this, its values being of any kind:
+// A JSON value that is built up and written, or read: null, a boolean, a number, a string, an array or an object, whose
+// members stay in the order in which they were added. An object is written like this, its values being of any kind:
 //     Json told{{"index", "0x8011"}, {"bits", 16}, {"entries", Json::Array()}};
 class Json {
 public:
@@ -48,6 +50,14 @@ public:
 
     const Value& Held() const { return m_value; }
 
+    // The member of an object, or null for none.
+    const Json* Find(std::string_view name) const;
+
+    // Reads a text. Where it is no JSON, or names a member twice, `wrong` tells line, column and cause.
+    static std::optional<Json> Parse(std::string_view text, std::string& wrong);
+
+    bool operator==(const Json& other) const = default;
+
 private:
     Value m_value;
 };
@@ -55,6 +65,8 @@ private:
 struct Json::Member {
     std::string name;
     Json value;
+
+    bool operator==(const Member& other) const = default;
 };
 
 // Only now a value can be made: it could hold members.

@@ -10,15 +10,6 @@ namespace {
 
 constexpr const char* s_off = "off";
 
-// By which the service knows that no server is wanted.
-constexpr const char* s_noServer = "NOSYNC";
-
-// The service stops the daemon before it looks at the name, so a wrong one must not reach it.
-bool IsServer(const std::string& text) {
-    return text.find_first_not_of("-_.:0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ") ==
-           std::string::npos;
-}
-
 class NtpCommand : public Command {
 public:
     void Declare(Arguments& arguments) override {
@@ -35,7 +26,7 @@ public:
         if (!m_action.empty() && m_server.empty()) {
             return context.Fail(ExitUsage, "name the server: mdp ntp set SERVER, or mdp ntp set off");
         }
-        if (!IsServer(m_server)) {
+        if (!TimeModule::IsServerName(m_server)) {
             return context.Fail(ExitUsage, "\"" + m_server + "\" is no name or address of a server");
         }
         if (m_server == s_off && m_refresh != 0) {
@@ -46,7 +37,8 @@ public:
             return context.Fail(module.Error(), "finding the time server");
         }
         if (!m_server.empty()) {
-            const auto result = module->WriteText(TimeModule::SubNtpServer, m_server == s_off ? s_noServer : m_server);
+            const auto result =
+                module->WriteText(TimeModule::SubNtpServer, m_server == s_off ? TimeModule::NoServer : m_server);
             if (!result) {
                 return context.Fail(result.Error(), m_server);
             }

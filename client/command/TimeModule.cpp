@@ -36,6 +36,11 @@ std::string TextOf(const Mdp::Bytes& bytes) {
 
 } // namespace
 
+bool TimeModule::IsServerName(const std::string& text) {
+    return text.find_first_not_of("-_.:0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ") ==
+           std::string::npos;
+}
+
 Mdp::Result<TimeModule> TimeModule::Find(const Mdp::Client& client) {
     const auto modules = ListModulesOf(client, s_moduleTypeTime);
     if (!modules) {

@@ -19,6 +19,12 @@ public:
     static constexpr std::uint8_t SubZone = 5;
     static constexpr std::uint8_t SubLocalSeconds = 7;
 
+    // What the machine takes for no server.
+    static constexpr const char* NoServer = "NOSYNC";
+
+    // The service stops the daemon before it looks at the name, so a wrong one must not reach it.
+    static bool IsServerName(const std::string& text);
+
     // Error kind Argument: this machine has no such module.
     static Mdp::Result<TimeModule> Find(const Mdp::Client& client);
 

@@ -46,7 +46,7 @@ public:
             return m_action == "add" ? Add(context) : ChangePassword(context);
         }
         if (m_action == "del") {
-            return CallAccountService(context, AccountService::DeleteUser, {&m_user, &s_noText}, {}, m_user,
+            return CallAccountService(context, AccountService::DeleteUser, {&m_user, &s_noText}, m_user,
                                       "deleted; the home directory stays");
         }
         return lists ? List(context) : ShowGroups(context);
@@ -121,8 +121,8 @@ private:
         if (!password) {
             return context.Fail(ExitUsage, wrong);
         }
-        return CallAccountService(context, AccountService::AddUser, {&m_user, &s_noText, &password->Bytes()}, {},
-                                  m_user, "added");
+        return CallAccountService(context, AccountService::AddUser, {&m_user, &s_noText, &password->Bytes()}, m_user,
+                                  "added");
     }
 
     int ChangePassword(const Context& context) const {
@@ -133,8 +133,7 @@ private:
             return context.Fail(ExitUsage, wrong);
         }
         return CallAccountService(context, AccountService::ChangePassword,
-                                  {&m_user, &s_noText, &old->Bytes(), &password->Bytes()}, {}, m_user,
-                                  "password changed");
+                                  {&m_user, &s_noText, &old->Bytes(), &password->Bytes()}, m_user, "password changed");
     }
 
     std::string m_action;
