@@ -92,6 +92,18 @@ const char* Advice(const Mdp::Error& error) {
                                        : "; is the service running? --socket tells another path";
 }
 
+// The failure in one line, in which the number and the name of a code stand out.
+std::string MessageOf(const Mdp::Error& error, bool inColour) {
+    const std::string message = PrintableText(error.Message());
+    if (error.kind != Mdp::ErrorKind::Object) {
+        return message;
+    }
+    const std::size_t begin = std::min(message.find(HexText(error.code, 8)), message.size());
+    const std::size_t end = std::min(message.find(':', begin), message.size());
+    return message.substr(0, begin) + Styled(message.substr(begin, end - begin), Style::Code, inColour) +
+           message.substr(end);
+}
+
 std::optional<std::uint32_t> ParseLanguage(const std::string& text) {
     if (text.empty()) {
         return Mdp::LanguageDefault;
@@ -124,6 +136,7 @@ int RunWords(std::vector<std::string> words, Streams streams, Mdp::Milliseconds 
     if (line.command == nullptr) {
         return ExitOk;
     }
+    ChooseColours(streams, program.colour);
     const Mdp::Milliseconds timeout(static_cast<long long>(program.timeout * 1000));
     if (timeout.count() > 0) {
         program.client.timeout = timeout;
@@ -160,7 +173,7 @@ int Context::Fail(const Mdp::Error& error, const std::string& subject) const {
         Print({{"error", told}});
     } else {
         streams.err << "mdp: " << PrintableText(subject) << (subject.empty() ? "" : ": ")
-                    << PrintableText(error.Message()) << Advice(error) << '\n';
+                    << MessageOf(error, streams.errInColour) << Advice(error) << '\n';
     }
     return StatusOf(error.kind);
 }
@@ -190,7 +203,7 @@ void Context::Print(const Json& told) const {
 }
 
 void Context::Show(const Table& table) const {
-    table.Print(streams.out);
+    table.Print(streams);
 }
 
 int RunMdp(std::vector<std::string> arguments, Streams streams, Mdp::Milliseconds noticeAfter) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <iosfwd>
 #include <memory>
 #include <span>
 #include <string>
@@ -8,6 +7,8 @@
 
 #include "Arguments.h"
 #include "Json.h"
+#include "Streams.h"
+#include "Table.h"
 #include "mdp/Client.h"
 
 // The mdp command: one class a command, one table of all commands. To add one:
@@ -16,17 +17,14 @@
 //     row with its name and summary; CMakeLists.txt has the file.
 //  2. Declare tells what the command line takes (Arguments.h): parser, help text and completion go by it. Values arrive
 //     in members; words are looked at by TakeAddress (Text.h), TakeRemotePath (RemoteFiles.h) or the like.
-//  3. Run asks context.client, gives a Table (Text.h) to context.Show or, if context.json is set, a Json (Json.h) of
-//  the
-//     same to context.Print, and returns ExitOk. What fails is returned as context.Fail(...).
+//  3. Run asks context.client, gives a Table (Table.h) to context.Show or, if context.json is set, a Json (Json.h) of
+//     the same to context.Print, and returns ExitOk. What fails is returned as context.Fail(...).
 //     Texts of the machine go through PrintableText or TextJson: they may hold anything.
 //  4. Complete offers what a positional may become, if the machine knows.
 //  5. docs/man/mdp.1 tells of it; tests/unit/client has a fixture (CommandsTest.h) with a machine made up by the test.
 // No file of a command includes the libraries for JSON or the command line: they take seconds to compile.
 
 namespace MdpCommand {
-
-class Table;
 
 // What mdp ends with.
 enum ExitStatus : int {
@@ -36,14 +34,6 @@ enum ExitStatus : int {
     ExitTransport = 3, // no connection, no answer, or not in time
     ExitLocal = 4,     // a file of this side could not be read or written
     ExitRunning = 5,   // the time for a job ran out; it goes on in the service
-};
-
-// Where a command's words go.
-struct Streams {
-    std::ostream& out;
-    std::ostream& err;
-    bool outIsTerminal = false;
-    bool errIsTerminal = false;
 };
 
 // How long a job may run before the user is told what mdp waits for.

@@ -22,7 +22,7 @@ cannot be used; 3 the service cannot be reached, or gave no answer; 4 a file on 
 side could not be read or written; 5 the time of --timeout is over, and the job may go on.)";
 
 constexpr const char* s_commandFooter =
-    "All commands take --socket PATH, --json, --lang LANGUAGE and --timeout SECONDS.";
+    "All commands take --socket PATH, --json, --lang LANGUAGE, --color WHEN and --timeout SECONDS.";
 
 std::string NumberText(double number) {
     std::ostringstream text;

@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "ObjectView.h"
 #include "Program.h"
 #include "Text.h"
 
@@ -27,18 +28,18 @@ std::vector<Candidate> CompleteAddress(const Context& context, const std::string
     std::vector<Candidate> candidates;
     if (const std::size_t colon = word.find(':'); colon != std::string::npos) {
         const auto address = ParseAddress(word.substr(0, colon));
-        const auto object = address ? context.client.DescribeObject(address->index, context.language)
+        const auto object = address ? DescribeObject(context.client, address->index, context.language)
                                     : Mdp::Result<Mdp::ObjectDescription>(Mdp::Error{});
         for (unsigned subIndex = 0; object && subIndex < object->itemCount; ++subIndex) {
             const auto entry =
-                context.client.DescribeEntry(address->index, static_cast<std::uint8_t>(subIndex), context.language);
+                DescribeEntry(context.client, address->index, static_cast<std::uint8_t>(subIndex), context.language);
             candidates.push_back({word.substr(0, colon + 1) + std::to_string(subIndex), entry ? entry->name : ""});
         }
         return candidates;
     }
     const auto indexes = context.client.ListObjects();
     for (std::size_t i = 0; indexes && i < indexes->size(); ++i) {
-        const auto object = context.client.DescribeObject((*indexes)[i], context.language);
+        const auto object = DescribeObject(context.client, (*indexes)[i], context.language);
         candidates.push_back({IndexText((*indexes)[i]), object ? object->name : ""});
     }
     return candidates;

@@ -4,6 +4,7 @@
 
 #include "Completion.h"
 #include "ObjectView.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -34,7 +35,7 @@ public:
 
 private:
     int RunEntry(const Context& context, std::uint8_t subIndex) const {
-        const auto entry = context.client.DescribeEntry(m_address.index, subIndex, context.language);
+        const auto entry = DescribeEntry(context.client, m_address.index, subIndex, context.language);
         if (!entry) {
             return context.Fail(entry.Error(), EntryText(m_address.index, subIndex));
         }
@@ -45,7 +46,7 @@ private:
             return ExitOk;
         }
         std::ostream& out = context.streams.out;
-        out << "name:    " << PrintableText(entry->name) << '\n'
+        out << "name:    " << Styled(PrintableText(entry->name), Style::Name, context.streams.outInColour) << '\n'
             << "type:    " << Mdp::TypeName(entry->dataType) << '\n'
             << "bits:    " << entry->bitLength << '\n'
             << "access:  " << AccessText(*entry) << '\n';
@@ -53,7 +54,7 @@ private:
     }
 
     int RunObject(const Context& context) const {
-        const auto object = context.client.DescribeObject(m_address.index, context.language);
+        const auto object = DescribeObject(context.client, m_address.index, context.language);
         if (!object) {
             return context.Fail(object.Error(), IndexText(m_address.index));
         }
@@ -72,9 +73,11 @@ private:
                            {"entries", list}});
             return ExitOk;
         }
-        context.streams.out << IndexText(object->index) << "  " << PrintableText(object->name) << " ("
+        context.streams.out << IndexText(object->index) << "  "
+                            << Styled(PrintableText(object->name), Style::Name, context.streams.outInColour) << " ("
                             << Mdp::ObjectCodeName(object->objectCode) << ")\n";
         Table table({"SUB", "NAME", "TYPE", "BITS", "ACCESS"});
+        table.NameColumn(1);
         table.AlignRight(0);
         table.AlignRight(3);
         for (const EntryView& view : *entries) {

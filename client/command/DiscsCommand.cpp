@@ -6,6 +6,7 @@
 #include "ModuleTable.h"
 #include "Progress.h"
 #include "Reader.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -68,6 +69,7 @@ public:
             return context.Fail(discs.Error(), "listing the discs");
         }
         Table table({"PATH", "NAME", "KIND", "FILE SYSTEM", "SIZE", "FREE", "USED"});
+        table.NameColumn(0);
         table.AlignRight(4);
         table.AlignRight(5);
         Json list = Json::Array();

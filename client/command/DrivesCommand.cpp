@@ -4,6 +4,7 @@
 
 #include "ModuleTable.h"
 #include "Reader.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -126,6 +127,7 @@ public:
             return context.Fail(drives.Error(), "listing the drives");
         }
         Table table({"SERIAL NUMBER", "MODEL", "KIND", "LIFE LEFT", "SPARE LEFT", "ERRORS", "STATE"});
+        table.NameColumn(0);
         Json list = Json::Array();
         for (const Drive& drive : *drives) {
             list.Add({{"serial", TextJson(drive.serial)},

@@ -1,8 +1,7 @@
 #include "Commands.h"
 
-#include <ostream>
-
 #include "Sensors.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -56,6 +55,7 @@ private:
     static int Show(const Context& context, const Mdp::Module& board) {
         Reader reader(context.client);
         Table table({"PIN", "DIRECTION", "VALUE"});
+        table.NameColumn(0);
         table.AlignRight(2);
         Json list = Json::Array();
         for (std::uint8_t pin = 0; pin < s_pinCount; ++pin) {

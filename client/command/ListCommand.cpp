@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "RemoteFiles.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -87,6 +88,7 @@ private:
             return;
         }
         Table table({"SIZE", "NAME"});
+        table.NameColumn(1);
         table.AlignRight(0);
         for (const std::string& name : listing.directories) {
             table.Add({"-", PrintableText(name) + "/"});

@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -25,9 +26,9 @@ public:
             return ExitOk;
         }
         Table table({"INDEX", "TYPE", "KIND", "NAME"});
-        table.AlignRight(1);
+        table.NameColumn(3);
         for (const Mdp::Module& module : *modules) {
-            table.Add({IndexText(module.index), std::to_string(module.type), PrintableText(module.typeName),
+            table.Add({IndexText(module.index), HexText(module.type, 4), PrintableText(module.typeName),
                        PrintableText(module.name)});
         }
         context.Show(table);

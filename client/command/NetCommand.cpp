@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "Adapters.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -74,6 +75,7 @@ private:
             return context.Fail(modules.Error(), "listing the adapters");
         }
         Table table({"ADAPTER", "ADDRESS", "MASK", "DHCP", "GATEWAY", "DNS", "ACTIVE DNS", "MAC"});
+        table.NameColumn(0);
         Json list = Json::Array();
         for (const Mdp::Module& module : *modules) {
             const auto adapter = ReadAdapter(context.client, module);

@@ -1,7 +1,6 @@
 #include "Commands.h"
 
-#include <ostream>
-
+#include "Table.h"
 #include "Text.h"
 #include "TimeModule.h"
 
@@ -78,6 +77,7 @@ private:
             return ExitOk;
         }
         Table table({"SERVER", "REFRESH"});
+        table.NameColumn(0);
         table.AlignRight(1);
         table.Add({isOn ? PrintableText(*server) : "-", isOn ? std::to_string(*refresh) : "-"});
         context.Show(table);

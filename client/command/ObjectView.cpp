@@ -1,5 +1,6 @@
 #include "ObjectView.h"
 
+#include "StandardObjects.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -29,11 +30,34 @@ void SplitComplete(std::vector<EntryView>& entries, const Mdp::CompleteValue& co
     }
 }
 
+Mdp::Result<Mdp::ObjectDescription> DescribeObject(const Mdp::Client& client, std::uint16_t index,
+                                                   std::uint32_t language) {
+    auto object = client.DescribeObject(index, language);
+    if (object && object->name.empty()) {
+        object->name = StandardName(index, language);
+    }
+    if (object && object->name.empty() && object->objectCode == Mdp::ObjectVariable) {
+        if (auto entry = client.DescribeEntry(index, 0, language)) {
+            object->name = std::move(entry->name);
+        }
+    }
+    return object;
+}
+
+Mdp::Result<Mdp::EntryDescription> DescribeEntry(const Mdp::Client& client, std::uint16_t index, std::uint8_t subIndex,
+                                                 std::uint32_t language) {
+    auto entry = client.DescribeEntry(index, subIndex, language);
+    if (entry && entry->name.empty()) {
+        entry->name = StandardName(index, subIndex, language);
+    }
+    return entry;
+}
+
 Mdp::Result<std::vector<EntryView>> DescribeEntries(const Mdp::Client& client, const Mdp::ObjectDescription& object,
                                                     std::uint8_t first, std::uint32_t language) {
     std::vector<EntryView> entries;
     for (unsigned subIndex = first; subIndex < object.itemCount; ++subIndex) {
-        auto entry = client.DescribeEntry(object.index, static_cast<std::uint8_t>(subIndex), language);
+        auto entry = DescribeEntry(client, object.index, static_cast<std::uint8_t>(subIndex), language);
         if (!entry) {
             return entry.Error();
         }
@@ -75,15 +99,18 @@ Mdp::Result<ObjectView> ViewObject(const Mdp::Client& client, const Mdp::ObjectD
     return view;
 }
 
-std::string ValueText(const EntryView& entry) {
+Cell ValueCell(const EntryView& entry) {
     if (entry.value) {
-        return Mdp::FormatValue(entry.description.dataType, *entry.value);
+        const Mdp::Value value = Mdp::DecodeValue(entry.description.dataType, *entry.value);
+        const std::size_t digits = HexDigits(entry.description.index, entry.description.subIndex);
+        return digits > 0 && value.kind == Mdp::ValueKind::Unsigned ? HexText(value.unsignedNumber, digits)
+                                                                    : Mdp::FormatValue(value);
     }
     if (entry.error.code == 0) {
         return "";
     }
     const std::string name = Mdp::CodeName(entry.error.code);
-    return "<" + (name.empty() ? HexText(entry.error.code, 8) : name) + ">";
+    return {"<" + (name.empty() ? HexText(entry.error.code, 8) : name) + ">", Style::Code};
 }
 
 Json CodeJson(Mdp::Code code) {

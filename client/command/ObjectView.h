@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "Table.h"
 #include "mdp/Value.h"
 
 // An object with its entries and their values, as read and tree show it.
@@ -21,6 +22,13 @@ struct ObjectView {
     std::vector<EntryView> entries; // by sub-index
 };
 
+// As the client's, with the profile's names for what the dictionary leaves without one. An unnamed variable has the
+// name of its entry.
+Mdp::Result<Mdp::ObjectDescription> DescribeObject(const Mdp::Client& client, std::uint16_t index,
+                                                   std::uint32_t language);
+Mdp::Result<Mdp::EntryDescription> DescribeEntry(const Mdp::Client& client, std::uint16_t index, std::uint8_t subIndex,
+                                                 std::uint32_t language);
+
 // Describes the object and all its entries and reads the readable ones. An entry that cannot be read has its error in
 // the view; only a failure to describe or to reach the service fails the whole.
 Mdp::Result<ObjectView> ViewObject(const Mdp::Client& client, const Mdp::ObjectDescription& object,
@@ -35,7 +43,7 @@ Mdp::Result<std::vector<EntryView>> DescribeEntries(const Mdp::Client& client, c
 void SplitComplete(std::vector<EntryView>& entries, const Mdp::CompleteValue& complete);
 
 // The value, or what is in its place: the name of the error, or nothing for an entry that is write-only.
-std::string ValueText(const EntryView& entry);
+Cell ValueCell(const EntryView& entry);
 
 // JSON objects of a whole object, an entry and an error code.
 Json ObjectJson(const ObjectView& view);

@@ -16,6 +16,9 @@ Program::Program() {
     common.Flag("--json", json, "print JSON");
     common.Option("--lang", &language, "language of names: en, de or a language identifier (LCID)")
         .Offer({{"en", "English"}, {"de", "German"}});
+    common.Option("--color", &colour, "colours: auto, always or never; auto is for a terminal without NO_COLOR")
+        .OneOf({"auto", "always", "never"})
+        .Offer({{"auto", "on a terminal, unless NO_COLOR is set"}, {"always", ""}, {"never", ""}});
     common.Option("--timeout", &timeout, "seconds to wait for an answer (30 if not given) or a job (no limit)")
         .InRange(0.001, 1e9);
     for (const CommandRow& row : Commands()) {

@@ -29,6 +29,7 @@ struct Program {
     Mdp::ClientOptions client;
     bool json = false;
     std::string language;
+    std::string colour = "auto";
     double timeout = 0; // seconds; 0 if not given
     Arguments common;
     std::deque<ProgramCommand> commands;

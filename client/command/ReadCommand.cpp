@@ -4,6 +4,7 @@
 
 #include "Completion.h"
 #include "ObjectView.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -26,7 +27,7 @@ public:
         if (m_address.subIndex) {
             return RunEntry(context, *m_address.subIndex);
         }
-        const auto object = context.client.DescribeObject(m_address.index, context.language);
+        const auto object = DescribeObject(context.client, m_address.index, context.language);
         if (!object) {
             return context.Fail(object.Error(), IndexText(m_address.index));
         }
@@ -56,7 +57,7 @@ private:
                                       static_cast<std::streamsize>(bytes->size()));
             return ExitOk;
         }
-        const auto entry = context.client.DescribeEntry(m_address.index, subIndex, context.language);
+        const auto entry = DescribeEntry(context.client, m_address.index, subIndex, context.language);
         if (!entry) {
             return context.Fail(entry.Error(), EntryText(m_address.index, subIndex));
         }
@@ -66,7 +67,7 @@ private:
             json.AddAll(EntryJson(view));
             context.Print(json);
         } else {
-            context.streams.out << ValueText(view) << '\n';
+            context.streams.out << ValueCell(view).text << '\n';
         }
         return ExitOk;
     }
@@ -81,7 +82,7 @@ private:
         if (Mdp::IsError(complete->code) && complete->data.empty()) {
             return context.Fail({Mdp::ErrorKind::Object, complete->code, 0, {}}, subject);
         }
-        const auto object = context.client.DescribeObject(m_address.index, context.language);
+        const auto object = DescribeObject(context.client, m_address.index, context.language);
         if (!object) {
             return context.Fail(object.Error(), IndexText(m_address.index));
         }
@@ -115,10 +116,11 @@ private:
 
     static void PrintTable(const Context& context, const ObjectView& view) {
         Table table({"SUB", "NAME", "TYPE", "ACCESS", "VALUE"});
+        table.NameColumn(1);
         table.AlignRight(0);
         for (const EntryView& entry : view.entries) {
             table.Add({std::to_string(entry.description.subIndex), PrintableText(entry.description.name),
-                       Mdp::TypeName(entry.description.dataType), AccessText(entry.description), ValueText(entry)});
+                       Mdp::TypeName(entry.description.dataType), AccessText(entry.description), ValueCell(entry)});
         }
         context.Show(table);
     }

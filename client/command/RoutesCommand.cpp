@@ -4,6 +4,7 @@
 
 #include "ModuleTable.h"
 #include "Reader.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -168,6 +169,7 @@ private:
             return context.Fail(routes.Error(), "listing the routes");
         }
         Table table({"NAME", "ADDRESS", "NET ID", "TRANSPORT", "TIME-OUT", "FLAGS"});
+        table.NameColumn(0);
         for (const std::size_t column : {3U, 4U, 5U}) {
             table.AlignRight(column);
         }

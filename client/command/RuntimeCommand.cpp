@@ -1,8 +1,7 @@
 #include "Commands.h"
 
-#include <ostream>
-
 #include "Reader.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -135,6 +134,7 @@ private:
             return;
         }
         Table table({"RUNTIME", ""});
+        table.NameColumn(0);
         table.Add({"Version", runtime.version.empty() ? "-" : runtime.version});
         table.Add({"Revision", NumberText(runtime.fullRevision)});
         table.Add({"Net id", TextOr(runtime.netId, "-")});

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Sensors.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -204,6 +205,7 @@ private:
             context.streams.out << "\n";
         }
         Table table({"KIND", "SENSOR", "VALUE", "UNIT", "RANGE", ""});
+        table.NameColumn(1);
         table.AlignRight(2);
         for (const Sensor& sensor : sensors) {
             const bool hasRange = sensor.low && sensor.high;

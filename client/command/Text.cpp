@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <ostream>
 
 namespace MdpCommand {
 namespace {
@@ -20,12 +19,6 @@ std::optional<std::uint64_t> ParseDigits(std::string_view text, int base, std::u
         return std::nullopt;
     }
     return number;
-}
-
-// Characters of a UTF-8 text.
-std::size_t Width(std::string_view text) {
-    return static_cast<std::size_t>(std::count_if(
-        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80; }));
 }
 
 } // namespace
@@ -138,30 +131,6 @@ Json ValueJson(const Mdp::Value& value) {
 
 std::string AccessText(const Mdp::EntryDescription& entry) {
     return {entry.readable ? 'r' : '-', entry.writable ? 'w' : '-'};
-}
-
-void Table::Print(std::ostream& out) const {
-    std::vector<std::size_t> widths(1);
-    for (const auto& row : m_rows) {
-        if (row.size() == 1) {
-            continue; // a title
-        }
-        widths.resize(std::max(widths.size(), row.size()));
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], Width(row[i]));
-        }
-    }
-    for (const auto& row : m_rows) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::size_t width = Width(row[i]);
-            const std::string padding(widths[i] > width ? widths[i] - width : 0, ' ');
-            const bool right = std::find(m_right.begin(), m_right.end(), i) != m_right.end();
-            line += (i == 0 ? "" : "  ") + (right ? padding + row[i] : row[i] + padding);
-        }
-        line.resize(line.find_last_not_of(' ') + 1);
-        out << line << '\n';
-    }
 }
 
 } // namespace MdpCommand

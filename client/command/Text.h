@@ -54,24 +54,4 @@ Json TextJson(std::string_view text);
 // "rw", "r-", "-w" or "--".
 std::string AccessText(const Mdp::EntryDescription& entry);
 
-// Columns of texts, as wide as their widest cell, with two blanks between them and none at the end of a line.
-class Table {
-public:
-    explicit Table(std::vector<std::string> header) : m_rows{std::move(header)} {}
-
-    void Add(std::vector<std::string> row) { m_rows.push_back(std::move(row)); }
-
-    // A line of its own in front of the rows that follow, with no bearing on the columns.
-    void AddTitle(std::string title) { m_rows.push_back({std::move(title)}); }
-
-    // Numbers look better at the right of their column.
-    void AlignRight(std::size_t column) { m_right.push_back(column); }
-
-    void Print(std::ostream& out) const;
-
-private:
-    std::vector<std::vector<std::string>> m_rows;
-    std::vector<std::size_t> m_right;
-};
-
 } // namespace MdpCommand

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <chrono>
 #include <optional>
-#include <ostream>
 #include <string_view>
 #include <thread>
 
+#include "Table.h"
 #include "Text.h"
 #include "TimeModule.h"
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
-#include <ostream>
 #include <thread>
 #include <utility>
 
 #include "ObjectView.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -22,7 +22,7 @@ std::vector<ViewResult> ViewAll(const Context& context, const std::vector<std::u
     std::atomic<std::size_t> next = 0;
     const auto work = [&] {
         for (std::size_t i = next++; i < indexes.size(); i = next++) {
-            const auto object = context.client.DescribeObject(indexes[i], context.language);
+            const auto object = DescribeObject(context.client, indexes[i], context.language);
             views[i] = object ? ViewObject(context.client, *object, context.language) : ViewResult(object.Error());
         }
     };
@@ -105,19 +105,19 @@ private:
     static void AddGroup(Table& table, const std::vector<const ObjectView*>& group) {
         for (const ObjectView* view : group) {
             const std::string index = "  " + IndexText(view->description.index);
-            const std::string name = PrintableText(view->description.name);
+            const Cell name{PrintableText(view->description.name), Style::Name};
             if (view->description.objectCode == Mdp::ObjectVariable && view->entries.size() == 1) {
                 const EntryView& entry = view->entries.front();
-                // A variable is its one entry; either may bear the name.
-                table.Add({index, name.empty() ? PrintableText(entry.description.name) : name,
-                           Mdp::TypeName(entry.description.dataType), AccessText(entry.description), ValueText(entry)});
+                // A variable is its one entry.
+                table.Add({index, name, Mdp::TypeName(entry.description.dataType), AccessText(entry.description),
+                           ValueCell(entry)});
                 continue;
             }
             table.Add({index, name, Mdp::ObjectCodeName(view->description.objectCode)});
             for (const EntryView& entry : view->entries) {
                 table.Add({"    :" + std::to_string(entry.description.subIndex),
                            "  " + PrintableText(entry.description.name), Mdp::TypeName(entry.description.dataType),
-                           AccessText(entry.description), ValueText(entry)});
+                           AccessText(entry.description), ValueCell(entry)});
             }
         }
     }

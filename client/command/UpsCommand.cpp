@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "Sensors.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -61,6 +62,7 @@ public:
             return context.Fail(modules.Error(), "listing the modules");
         }
         Table table({"UPS", "MODEL", "REVISION", "POWER", "CHARGE", "", "RUNTIME", "POWER FAILURES"});
+        table.NameColumn(0);
         for (const std::size_t column : {4U, 6U, 7U}) {
             table.AlignRight(column);
         }

@@ -3,6 +3,7 @@
 
 #include "Accounts.h"
 #include "Commands.h"
+#include "Table.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -78,6 +79,7 @@ private:
             return context.Fail(accounts.Error(), "listing the users");
         }
         Table table({"USER", "GROUPS"});
+        table.NameColumn(0);
         Json list = Json::Array();
         for (const Account& account : *accounts) {
             std::string groups;

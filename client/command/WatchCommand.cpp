@@ -72,14 +72,14 @@ public:
 private:
     static Mdp::Result<void> Add(const Context& context, const Address& address, std::vector<EntryView>& entries) {
         if (address.subIndex) {
-            auto entry = context.client.DescribeEntry(address.index, *address.subIndex, context.language);
+            auto entry = DescribeEntry(context.client, address.index, *address.subIndex, context.language);
             if (!entry) {
                 return entry.Error();
             }
             entries.push_back({std::move(*entry), std::nullopt, {}});
             return {};
         }
-        const auto object = context.client.DescribeObject(address.index, context.language);
+        const auto object = DescribeObject(context.client, address.index, context.language);
         if (!object) {
             return object.Error();
         }
@@ -118,9 +118,11 @@ private:
             context.Print(json);
             context.streams.out.flush();
         } else {
+            const Cell value = ValueCell(entry);
+            const bool inColour = context.streams.outInColour;
             context.streams.out << TimeOfDay() << "  " << EntryText(entry.description.index, entry.description.subIndex)
-                                << "  " << PrintableText(entry.description.name) << "  " << ValueText(entry)
-                                << std::endl;
+                                << "  " << Styled(PrintableText(entry.description.name), Style::Name, inColour) << "  "
+                                << Styled(value.text, value.style, inColour) << std::endl;
         }
         return {};
     }

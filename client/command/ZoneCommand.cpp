@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "Table.h"
 #include "Text.h"
 #include "TimeModule.h"
 
@@ -83,6 +84,7 @@ private:
             return context.Fail(zones ? active.Error() : zones.Error(), "listing the zones");
         }
         Table table({"INDEX", "ZONE"});
+        table.NameColumn(1);
         table.AlignRight(0);
         Json list = Json::Array();
         for (std::size_t zone = 0; zone < zones->size(); ++zone) {

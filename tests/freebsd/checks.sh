@@ -76,7 +76,7 @@ value() { # INDEX[:SUB]
 
 # The index of the first module of a type, or of that type with that name.
 module() { # TYPE [NAME]
-    mdp modules | awk -v type="$1" -v name="${2:-}" '$2 == type && (name == "" || $NF == name) { print $1; exit }'
+    mdp modules | awk -v type="$(printf '0x%04X' "$1")" -v name="${2:-}" '$2 == type && (name == "" || $NF == name) { print $1; exit }'
 }
 
 # An object of a module, from the index of its header: data object K is 0x8nnK, service object K is 0xBnnK.

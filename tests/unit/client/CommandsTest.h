@@ -20,6 +20,8 @@ protected:
     Ran Run(std::vector<std::string> arguments);
     // The same without the path of the socket in front.
     static Ran RunWords(std::vector<std::string> arguments);
+    // Run on a terminal.
+    Ran RunOnTerminal(std::vector<std::string> arguments);
 
     FakeDictionary m_machine;
     FakeService m_service{[this](const TestBytes& frame) { return m_machine.Answer(frame); }};
