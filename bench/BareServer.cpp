@@ -1,10 +1,12 @@
 #include "BareServer.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include "Transaction.h"
@@ -15,7 +17,7 @@ constexpr std::uint64_t s_largestFrame = 65536;
 
 } // namespace
 
-void Bench::Answer(int socket) {
+void Bench::Answer(int socket, Style style) {
     std::uint8_t header[s_headerSize] = {};
     ssize_t got = read(socket, header, sizeof header);
     std::uint64_t cbData = 0;
@@ -32,7 +34,12 @@ void Bench::Answer(int socket) {
         constexpr std::size_t lengthSize = sizeof(std::uint32_t);
         constexpr std::size_t answerSize = s_readReply.size() - lengthSize;
         std::memcpy(frame + s_headerSize, s_readReply.data() + lengthSize, answerSize);
-        if (write(socket, s_readReply.data(), lengthSize) > 0 && write(socket, frame + s_headerSize, answerSize) > 0) {
+        if (style == Style::InOneWrite) {
+            auto* length = const_cast<std::uint8_t*>(s_readReply.data());
+            const std::array<iovec, 2> parts{{{length, lengthSize}, {frame + s_headerSize, answerSize}}};
+            (void)!writev(socket, parts.data(), parts.size());
+        } else if (write(socket, s_readReply.data(), lengthSize) > 0 &&
+                   write(socket, frame + s_headerSize, answerSize) > 0) {
             (void)!read(socket, header, 0);
         }
         std::free(frame);

@@ -90,7 +90,7 @@ void HandleRequest(benchmark::State& state) {
 }
 
 void YardstickAnswer(benchmark::State& state) {
-    Connection(state, Bench::Answer);
+    Connection(state, [](int socket) { Bench::Answer(socket, Bench::Style::InOneWrite); });
 }
 
 void LoadStringTable(benchmark::State& state) {

@@ -1,6 +1,6 @@
 // yardstick [--staying] SOCKET: accepts, and gives one fixed answer to each connection; what the service is measured
-// against. Each connection gets a thread of its own, or, with --staying, the thread that took it, after that has made
-// sure that another one waits for clients.
+// against. Each connection gets a thread of its own and the answer behind its length; or, with --staying, the thread
+// that took it, after that has made sure that another one waits for clients, and both in one.
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -25,7 +25,7 @@ int Accept(int listener) {
 
 [[noreturn]] void ServeEachOnAThread(int listener) {
     for (;;) {
-        std::thread(Bench::Answer, Accept(listener)).detach();
+        std::thread(Bench::Answer, Accept(listener), Bench::Style::InTwoWrites).detach();
     }
 }
 
@@ -38,7 +38,7 @@ std::atomic<int> s_waiting{1};
             ++s_waiting;
             std::thread(ServeByThreadsThatStay, listener).detach();
         }
-        Bench::Answer(client);
+        Bench::Answer(client, Bench::Style::InOneWrite);
         ++s_waiting;
     }
 }

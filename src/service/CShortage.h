@@ -15,6 +15,9 @@ public:
     // Met once more; `error` is the errno of what failed.
     void Meet(int error);
 
+    // Whether it has been told that it begins, and not yet that it is over.
+    bool IsTold() const { return m_lasts.load(); }
+
     // Whether it lasts. It is over, and told so, when it has not been met for two seconds.
     bool Lasts();
 

@@ -22,6 +22,8 @@ namespace {
 // A frame is read in pieces of this size; a call takes several where more is wanted.
 constexpr std::size_t READ_PIECE = 512;
 constexpr std::size_t READ_PIECES = 128;
+// The memory that a frame of this size takes is worth giving back.
+constexpr std::uint64_t LARGE_FRAME = 64U << 10;
 // With this much to come, the rest of a frame is asked for so often before its thread sleeps: in a row, and in all.
 constexpr std::size_t LARGE_REST = 4096;
 constexpr int YIELDS_FOR_MORE = 200;
@@ -44,15 +46,21 @@ void MakeRoom(int socket, std::size_t size) {
     setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
 }
 
-bool WriteAll(int socket, const void* from, std::size_t count) {
-    const auto* bytes = static_cast<const unsigned char*>(from);
-    while (count != 0) {
-        const ssize_t written = write(socket, bytes, count);
-        if (written < 0) {
+// The length and the bytes, in one call as far as they go: a client that waits is woken once.
+bool WriteReply(int socket, std::uint32_t length, const unsigned char* bytes) {
+    std::array<iovec, 2> parts{{{&length, sizeof length}, {const_cast<unsigned char*>(bytes), length}}};
+    while (parts[0].iov_len + parts[1].iov_len != 0) {
+        const ssize_t count = writev(socket, parts.data(), parts.size());
+        if (count < 0) {
             return false;
         }
-        bytes += written;
-        count -= static_cast<std::size_t>(written);
+        auto written = static_cast<std::size_t>(count);
+        for (iovec& part : parts) {
+            const std::size_t ofPart = std::min(written, part.iov_len);
+            part.iov_base = static_cast<unsigned char*>(part.iov_base) + ofPart;
+            part.iov_len -= ofPart;
+            written -= ofPart;
+        }
     }
     return true;
 }
@@ -77,17 +85,18 @@ ssize_t ReadPieces(int socket, unsigned char* bytes, std::size_t wanted, bool wa
     return recvmsg(socket, &message, MSG_DONTWAIT);
 }
 
-// Reads to `bytes + received` until there are `total` bytes. Stops at the end of file. Negative on failure.
-ssize_t ReadUpTo(int socket, unsigned char* bytes, std::size_t& received, std::size_t total) {
-    ssize_t count = 0;
+// Reads to `bytes + received` until there are `total` bytes, or more, as far as there is room. Stops at the end of
+// file. Negative on failure.
+ssize_t ReadUpTo(int socket, unsigned char* bytes, std::size_t& received, std::size_t total, std::size_t room) {
+    ssize_t count = 1;
     int yields = 0;
     int yieldsForFrame = 0;
-    do {
+    while (count > 0 && received < total) {
         // The rest of a large frame is on its way: to sleep and be woken for each part costs more than to ask again,
         // but not where the client is in no hurry.
         const bool asksAgain =
             total - received >= LARGE_REST && yields < YIELDS_FOR_MORE && yieldsForFrame < YIELDS_FOR_FRAME;
-        count = ReadPieces(socket, bytes + received, total - received, !asksAgain);
+        count = ReadPieces(socket, bytes + received, room - received, !asksAgain);
         if (count > 0) {
             received += static_cast<std::size_t>(count);
             yields = 0;
@@ -97,31 +106,37 @@ ssize_t ReadUpTo(int socket, unsigned char* bytes, std::size_t& received, std::s
             std::this_thread::yield();
             count = 1;
         }
-    } while (count > 0 && received < total);
+    }
     return count;
 }
 
 // Reads one frame, runs it and writes the reply.
 void RunTransaction(int socket) {
-    unsigned char header[_tagTPipeTransact::HEADER_SIZE] = {};
+    constexpr std::size_t headerSize = _tagTPipeTransact::HEADER_SIZE;
+    CFrameMemory memory;
+    std::memset(memory.Bytes(), 0, headerSize);
     std::size_t received = 0;
     std::optional<CSilentClient> silent(std::in_place, socket);
-    const ssize_t count = ReadUpTo(socket, header, received, sizeof header);
+    // The header comes with what is there behind it: most frames come in one call.
+    const ssize_t count = ReadUpTo(socket, memory.Bytes(), received, headerSize, memory.Room());
     silent.reset();
     if (count < 0) {
         g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Read socket failed (client terminated): %d", errno);
         return;
     }
-    const std::uint64_t cbData = _tagTPipeTransact{header}.cbData();
-    const bool isFrame = received == sizeof header && cbData >= sizeof header && cbData <= _tagTPipeTransact::MAX_SIZE;
+    const std::uint64_t cbData = _tagTPipeTransact{memory.Bytes()}.cbData();
+    const bool isFrame = received >= headerSize && cbData >= headerSize && cbData <= _tagTPipeTransact::MAX_SIZE;
+    // What a client sends behind its frame is not looked at.
+    received = std::min<std::uint64_t>(received, isFrame ? cbData : headerSize);
 
-    CFrameMemory memory(isFrame ? cbData : 0);
-    if (!memory.IsValid()) {
-        return;
-    }
     if (isFrame) {
-        std::memcpy(memory.Bytes(), header, sizeof header);
-        if (ReadUpTo(socket, memory.Bytes(), received, cbData) < 0) {
+        if (!memory.Grow(cbData, received)) {
+            return;
+        }
+        if (cbData >= LARGE_FRAME) {
+            PipeCommunication::NoteBusy();
+        }
+        if (ReadUpTo(socket, memory.Bytes(), received, cbData, cbData) < 0) {
             g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Read socket failed in loop (client terminated): %d", errno);
             return;
         }
@@ -150,8 +165,7 @@ void RunTransaction(int socket) {
         return;
     }
     MakeRoom(socket, replyLength);
-    if (!WriteAll(socket, &replyLength, sizeof replyLength) ||
-        !WriteAll(socket, memory.Bytes() + replyOffset, replyLength)) {
+    if (!WriteReply(socket, replyLength, memory.Bytes() + replyOffset)) {
         const int error = errno;
         CSignals::LogSignals();
         g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "Write socket failed (client terminated): %d", error);

@@ -4,14 +4,17 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <exception>
 #include <mutex>
+#include <optional>
 #include <string_view>
 
+#include "host/FreeMemory.h"
 #include "log/Logger.h"
 #include "service/CShortage.h"
 #include "service/CSignals.h"
@@ -24,14 +27,19 @@ namespace {
 constexpr const char* SOCKET_PATH = "/tmp/MDP0";
 constexpr int BACKLOG = 10;
 
-// So many threads wait for clients in a quiet hour. A thread too many is kept for a while: where one came, more will.
+// So many threads wait for clients in a quiet hour. In a busy one more stay, as long as all of them have been needed at
+// one moment between two looks back: where many clients came, more will.
 constexpr int WAITING_THREADS = 4;
-constexpr std::chrono::seconds SPARE_LIFE{2};
+constexpr std::chrono::seconds LOOKS_BACK{2};
 // Out of descriptors or memory, a thread that waits for clients asks again after this time.
 constexpr useconds_t SHORTAGE_PAUSE_US = 20000;
+constexpr std::chrono::milliseconds WHILE_SOMETHING_LACKS{100};
+constexpr std::chrono::milliseconds UNTIL_WOKEN{-1};
 // How often the end looks, each time after this pause, whether the threads that wait have left the socket.
 constexpr int LEAVING_LOOKS = 1000;
 constexpr useconds_t LEAVING_PAUSE_US = 100;
+
+using Clock = std::chrono::steady_clock;
 
 enum class TPhase { starting, listening, ended };
 
@@ -39,13 +47,14 @@ enum class TPhase { starting, listening, ended };
 struct TReceiver {
     std::mutex mutex; // of what follows, but the atomics
     std::condition_variable phaseChanged;
-    std::condition_variable calledUp;
     TPhase phase = TPhase::starting;
-    int spare = 0;        // threads that nobody needs at the moment
-    int toBeCalledUp = 0; // of those that are to wait for clients again
 
     std::atomic<int> listening{-1};
-    std::atomic<int> waiting{0}; // threads that wait for a client, or are about to
+    std::atomic<int> waiting{0};               // threads that wait for a client, or are about to
+    std::atomic<int> fewestWaiting{0};         // of them, at any time since the last look back
+    std::atomic<int> toEnd{0};                 // so many are spare, and end when they have served a client
+    std::atomic<bool> wasBusy{false};          // since the last look back
+    std::optional<Clock::time_point> lookBack; // when that is, in and after a busy hour; the main thread's
     std::atomic<bool> isStopping{false};
     std::atomic<bool> isBroken{false};
 
@@ -154,7 +163,6 @@ void EndReceiver() {
         return;
     }
     receiver.phase = TPhase::ended;
-    receiver.calledUp.notify_all();
     for (int look = 0; receiver.waiting.load() != 0 && look < LEAVING_LOOKS; ++look) {
         // On some systems it wakes but one thread.
         shutdown(receiver.listening.load(), SHUT_RDWR);
@@ -170,24 +178,10 @@ void EndReceiver() {
 
 void Serve();
 
-// Counts one more thread as waiting, unless enough do.
-bool CountAsWaiting() {
-    std::atomic<int>& count = Receiving().waiting;
-    int waiting = count.load();
-    while (waiting < WAITING_THREADS) {
-        if (count.compare_exchange_weak(waiting, waiting + 1)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Starts a thread that waits for clients, if one more is to. Where none can be had those that are there go on alone.
+// Starts a thread that waits for clients. Where none can be had those that are there go on alone.
 void StartThread() {
-    if (!CountAsWaiting()) {
-        return;
-    }
     TReceiver& receiver = Receiving();
+    ++receiver.waiting;
     int error = ENOMEM;
     try {
         std::thread(Serve).detach();
@@ -201,46 +195,84 @@ void StartThread() {
     CSignals::Wake();
 }
 
-// Lets one more thread wait for clients.
-void CallUpAnother() {
-    TReceiver& receiver = Receiving();
-    {
-        const std::lock_guard lock(receiver.mutex);
-        if (receiver.spare > receiver.toBeCalledUp) {
-            if (CountAsWaiting()) {
-                ++receiver.toBeCalledUp;
-                receiver.calledUp.notify_one();
-            }
-            return;
-        }
+// Wakes a thread that waits for clients, by one that says nothing. Not where clients wait already.
+void Knock() {
+    const int client = NewSocket(SOCK_NONBLOCK);
+    if (client >= 0) {
+        const sockaddr_un address = SocketAddress();
+        (void)!connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        close(client);
     }
-    StartThread();
 }
 
-// True when this thread is to wait for clients again, and counted so; false when it is to end.
-bool IsNeeded() {
-    if (CountAsWaiting()) {
+// Counts this thread as one that waits again.
+void CountAsWaiting() {
+    if (++Receiving().waiting > WAITING_THREADS) {
+        PipeCommunication::NoteBusy();
+    }
+}
+
+// Counts this thread as one that waits no longer. True if none does now.
+bool CountAsServing() {
+    TReceiver& receiver = Receiving();
+    const int waiting = --receiver.waiting;
+    if (waiting < receiver.fewestWaiting.load()) {
+        receiver.fewestWaiting.store(waiting); // of two at once either may win: it is a matter of a thread more or less
+    }
+    return waiting == 0;
+}
+
+// Whether this thread is to end after it has served a client.
+bool IsSpare() {
+    TReceiver& receiver = Receiving();
+    // Each that waits may hold a descriptor for its client already.
+    if (receiver.clientShortage.IsTold() && receiver.waiting.load() >= WAITING_THREADS) {
         return true;
     }
-    TReceiver& receiver = Receiving();
-    std::unique_lock lock(receiver.mutex);
-    ++receiver.spare;
-    receiver.calledUp.wait_for(lock, SPARE_LIFE,
-                               [&] { return receiver.toBeCalledUp > 0 || receiver.phase == TPhase::ended; });
-    --receiver.spare;
-    if (receiver.toBeCalledUp == 0) {
-        return false;
+    std::atomic<int>& toEnd = receiver.toEnd;
+    int count = toEnd.load();
+    while (count > 0) {
+        if (toEnd.compare_exchange_weak(count, count - 1)) {
+            if (count > 1) {
+                Knock(); // for the next of them
+            }
+            return true;
+        }
     }
-    --receiver.toBeCalledUp;
-    return true;
+    return false;
+}
+
+// Ends the threads that nobody has needed since the last look, and gives back memory when it has become quiet. The time
+// to the next look, none in a quiet hour. For the main thread.
+std::optional<Clock::duration> LookBack() {
+    TReceiver& receiver = Receiving();
+    const auto now = Clock::now();
+    if (receiver.lookBack && now < *receiver.lookBack) {
+        return *receiver.lookBack - now;
+    }
+    const bool isFirst = !receiver.lookBack;
+    const bool wasBusy = receiver.wasBusy.exchange(false);
+    const int spare = isFirst ? 0 : std::max(receiver.fewestWaiting.load() - WAITING_THREADS, 0);
+    receiver.fewestWaiting.store(receiver.waiting.load());
+    receiver.toEnd.store(spare);
+    if (spare > 0) {
+        Knock();
+    } else if (!wasBusy) {
+        if (!isFirst) {
+            Host::ReturnFreeMemory();
+        }
+        receiver.lookBack.reset();
+        return std::nullopt;
+    }
+    receiver.lookBack = now + LOOKS_BACK;
+    return LOOKS_BACK;
 }
 
 // The life of a thread that takes clients and serves them, counted as waiting when it begins.
 void Serve() {
-    TReceiver& receiver = Receiving();
-    do {
+    for (;;) {
         const int client = Accept();
-        const bool isLast = receiver.waiting.fetch_sub(1) == 1;
+        const bool isLast = CountAsServing();
         if (client < 0) {
             if (IsStopping()) {
                 EndReceiver();
@@ -248,10 +280,14 @@ void Serve() {
             return;
         }
         if (isLast) {
-            CallUpAnother();
+            StartThread();
         }
         PipeCommunication::HandleRequest(client);
-    } while (IsNeeded());
+        if (IsSpare()) {
+            return;
+        }
+        CountAsWaiting();
+    }
 }
 
 } // namespace
@@ -290,7 +326,7 @@ void PipeCommunication::Receiver() {
     Serve();
 }
 
-bool PipeCommunication::Tend() {
+std::chrono::milliseconds PipeCommunication::Tend() {
     TReceiver& receiver = Receiving();
     const bool lacksClients = receiver.clientShortage.Lasts();
     const bool lacksThreads = receiver.threadShortage.Lasts();
@@ -298,7 +334,18 @@ bool PipeCommunication::Tend() {
         CSilentClient::EndThose();
         StartThread();
     }
-    return lacksClients || lacksThreads;
+    if (lacksClients || lacksThreads) {
+        return WHILE_SOMETHING_LACKS;
+    }
+    const auto untilLookBack = LookBack();
+    return untilLookBack ? std::chrono::ceil<std::chrono::milliseconds>(*untilLookBack) : UNTIL_WOKEN;
+}
+
+void PipeCommunication::NoteBusy() {
+    std::atomic<bool>& wasBusy = Receiving().wasBusy;
+    if (!wasBusy.load() && !wasBusy.exchange(true)) {
+        CSignals::Wake();
+    }
 }
 
 bool PipeCommunication::IsBroken() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <thread>
 
 #include "dictionary/ObjResult.h"
@@ -16,8 +17,12 @@ public:
     // Starts the receiver. A second call while it runs ends the process. Returns 0.
     ObjResult Init();
 
-    // To be called each time CSignals::Wait returns. True while it is to be called again soon: something has run out.
-    static bool Tend();
+    // To be called by the main thread each time CSignals::Wait returns. The time for which that may wait next.
+    static std::chrono::milliseconds Tend();
+
+    // Has threads and memory that will not be needed for long given back when it is quiet again. Any thread may call
+    // it.
+    static void NoteBusy();
 
     // Whether the receiver has no socket that works, so that nobody can be served any more.
     static bool IsBroken();

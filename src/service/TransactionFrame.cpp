@@ -5,32 +5,35 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
-CFrameMemory::CFrameMemory(std::size_t size) : m_size(size) {
-    if (size <= sizeof m_small) {
-        m_bytes = m_small;
-        return;
+bool CFrameMemory::Grow(std::size_t size, std::size_t used) {
+    if (size <= m_room) {
+        return true;
     }
+    unsigned char* bytes = nullptr;
     if (size <= LARGEST_ALLOCATED) {
-        m_bytes = static_cast<unsigned char*>(std::malloc(size));
-        return;
-    }
-    void* pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (pages != MAP_FAILED) {
+        bytes = static_cast<unsigned char*>(std::malloc(size));
+    } else if (void* pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+               pages != MAP_FAILED) {
+        bytes = static_cast<unsigned char*>(pages);
         m_mapped = size;
-        m_bytes = static_cast<unsigned char*>(pages);
     }
+    if (bytes == nullptr) {
+        return false;
+    }
+    std::memcpy(bytes, m_small, used);
+    m_bytes = bytes;
+    m_room = size;
+    return true;
 }
 
 CFrameMemory::~CFrameMemory() {
+    explicit_bzero(m_small, sizeof m_small);
     if (m_mapped != 0) {
         munmap(m_bytes, m_mapped);
-        return;
-    }
-    if (m_bytes != nullptr) {
-        explicit_bzero(m_bytes, std::min(m_size, WIPED));
-    }
-    if (m_bytes != m_small) {
+    } else if (m_bytes != m_small) {
+        explicit_bzero(m_bytes, std::min(m_room, WIPED));
         std::free(m_bytes);
     }
 }

@@ -25,28 +25,31 @@ struct _tagTPipeTransact {
 // its place, is overwritten before the memory goes to the next user.
 class CFrameMemory {
 public:
-    // Takes memory from the system as it is touched, so that a header that lies about its length costs nothing. What
-    // it holds is the last user's: nothing of it is looked at before the client's bytes are there. Never throws: see
-    // IsValid.
-    explicit CFrameMemory(std::size_t size);
+    // Room for most frames, which hold one short value, on the stack of their thread.
+    CFrameMemory() : m_bytes(m_small) {}
+
     ~CFrameMemory();
     CFrameMemory(const CFrameMemory&) = delete;
     CFrameMemory& operator=(const CFrameMemory&) = delete;
 
-    bool IsValid() const { return m_bytes != nullptr; }
+    // Makes room for `size` bytes, the first `used` of which stay; to be called once. False where there is no memory.
+    // It is taken from the system as it is touched, so that a header that lies about its length costs nothing. What it
+    // holds is the last user's: nothing of it is looked at before the client's bytes are there.
+    bool Grow(std::size_t size, std::size_t used);
 
     unsigned char* Bytes() { return m_bytes; }
 
+    std::size_t Room() const { return m_room; }
+
 private:
-    // Most frames hold one short value: they live here, on the stack of their thread.
     static constexpr std::size_t SMALL_FRAME = 1024;
     // The allocator serves chunks of files faster than the system, which clears each page; beyond, it has a limit.
     static constexpr std::size_t LARGEST_ALLOCATED = 4U << 20;
 
     static constexpr std::size_t WIPED = 4096;
 
-    std::size_t m_size = 0;
+    std::size_t m_room = SMALL_FRAME;
     std::size_t m_mapped = 0;
-    unsigned char* m_bytes = nullptr;
+    unsigned char* m_bytes;
     unsigned char m_small[SMALL_FRAME];
 };

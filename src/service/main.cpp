@@ -1,8 +1,7 @@
 #include <sys/resource.h>
 #include <syslog.h>
 
-#include <chrono>
-
+#include "host/FreeMemory.h"
 #include "host/Programs.h"
 #include "log/Logger.h"
 #include "service/CDaemon.h"
@@ -15,9 +14,6 @@
 using Hesperd::CSignals;
 
 namespace {
-
-constexpr std::chrono::milliseconds UNTIL_WOKEN{-1};
-constexpr std::chrono::milliseconds WHILE_SOMETHING_LACKS{100};
 
 constexpr int EXIT_OK = 0;
 constexpr int EXIT_NOT_STARTED = 1;
@@ -34,6 +30,7 @@ void RaiseDescriptorLimit() {
 
 // The life of the service from the first log line to the last object.
 int RunService(int argc, char** argv) {
+    Host::KeepFreeMemory();
     const bool doFork = GetDoFork(argc, argv);
     if (!doFork) {
         g_pLogger->WriteInBackground();
@@ -61,7 +58,7 @@ int RunService(int argc, char** argv) {
     g_pLogger->LogMsg(LOG_SEVERITY_INFO, "Sylvarin started.");
     while (!CSignals::SignalTerminateState() && !pipe.IsBroken()) {
         CSignals::LogSignals();
-        CSignals::Wait(pipe.Tend() ? WHILE_SOMETHING_LACKS : UNTIL_WOKEN);
+        CSignals::Wait(pipe.Tend());
     }
     CSignals::LogSignals();
     pipe.Close();

@@ -107,13 +107,19 @@ TEST_F(ShortageTest, TheServiceTakesAsManyDescriptorsAsItMayHave) {
 TEST_F(ShortageTest, OutOfDescriptorsTheServiceWaitsAndSaysSoOnce) {
     ServiceUnderTest service;
     ASSERT_TRUE(service.WaitUntilAnswering()) << service.Output();
-    // The sanitizers look at a type the first time that it is used, and need a descriptor for that.
-    ASSERT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
+    SilentClients silent;
     const Usage idle = service.WaitUntilSteady();
+    // The sanitizers look at a type when it is used first, or not lately, and need a descriptor for that: the start of
+    // a thread is such a use.
+    for (std::size_t i = 0; i < idle.threads; ++i) {
+        silent.push_back(std::make_unique<WireClient>());
+    }
+    ASSERT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
+    silent.clear();
+    ASSERT_TRUE(service.WaitForUsage(idle));
     const rlimit limit{idle.descriptors + 8, idle.descriptors + 8};
     ASSERT_EQ(prlimit(service.Pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
 
-    SilentClients silent;
     for (int i = 0; i < 16; ++i) { // some of them wait in the queue
         silent.push_back(std::make_unique<WireClient>());
     }

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -5,6 +6,7 @@
 #include <fstream>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ServiceTest.h"
@@ -12,11 +14,24 @@
 namespace {
 
 constexpr std::size_t s_fileMiB = 1024;
-constexpr std::size_t s_mostKiB = 32 * 1024;
+constexpr std::size_t s_mostKiB = 12 * 1024;
+constexpr std::size_t s_mostIdleKiB = 8 * 1024;
 
 class TransferTest : public ServiceTest {
 protected:
     ServiceStart Start() override { return {}; }
+
+    // Whether the service gives memory back, a few seconds after it was last used.
+    bool GoesBackBelow(std::size_t mostKiB) const {
+        const auto deadline = std::chrono::steady_clock::now() + ServiceUnderTest::TimeLimit;
+        while (m_service->ResidentKiB() >= mostKiB) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return true;
+    }
 };
 
 int Mdp(const std::string& arguments) {
@@ -63,4 +78,5 @@ TEST_F(TransferTest, AGibibyteGoesInAndOutWithEqualSumsInLittleMemory) {
     // A few chunks of 1 MiB on their way and the allocator's spare room, nothing of the file's size.
     EXPECT_LT(afterPut, s_mostKiB);
     EXPECT_LT(afterGet, s_mostKiB);
+    EXPECT_TRUE(GoesBackBelow(s_mostIdleKiB));
 }
