@@ -33,6 +33,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t s_longestPath = 512;
+constexpr std::size_t s_mostRequests = 1000; // on one connection
 
 bool EqualWithoutCase(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
@@ -390,6 +391,7 @@ public:
         new_task_queue = [this] { return new ConnectionThreads(m_options.connections); };
         set_payload_max_length(m_options.requestBytes);
         set_keep_alive_timeout(static_cast<time_t>(m_options.idleSeconds));
+        set_keep_alive_max_count(s_mostRequests);
         set_tcp_nodelay(true);
         set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
             if (request.path.size() > s_longestPath) {
@@ -452,11 +454,11 @@ public:
     template <typename More>
     void Serve(ClientStream& stream, const More& more) {
         Current() = &stream;
-        while (!stream.Closes() && more()) {
+        for (std::size_t left = s_mostRequests; left > 0 && !stream.Closes() && more(); --left) {
             stream.BeginRequest(m_options.requestBytes);
             bool isClosed = false;
-            const bool isServed =
-                process_request(stream, false, isClosed, [&](httplib::Request& request) { Prepare(request, stream); });
+            const bool isServed = process_request(stream, left == 1, isClosed,
+                                                  [&](httplib::Request& request) { Prepare(request, stream); });
             if (!isServed || isClosed) {
                 break;
             }
