@@ -61,9 +61,29 @@ bool CLogger::Shutdown() {
     return Flush();
 }
 
-void CLogger::WriteInBackground() {
+void CLogger::KeepLines() {
     CSectionLock lock(m_section);
     m_queue = std::make_unique<CLogQueue>();
+}
+
+void CLogger::WriteInBackground() {
+    CSectionLock lock(m_section);
+    if (m_queue == nullptr) {
+        KeepLines();
+    }
+    m_queue->Start();
+}
+
+void CLogger::PrepareFork() {
+    m_queue->PrepareFork();
+}
+
+void CLogger::ParentAfterFork() {
+    m_queue->ParentAfterFork(FLUSH_LIMIT);
+}
+
+void CLogger::ChildAfterFork() {
+    m_queue->ChildAfterFork();
 }
 
 bool CLogger::Flush() {

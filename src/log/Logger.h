@@ -54,9 +54,15 @@ public:
     // to be closed then, as a thread waits inside it.
     bool Shutdown();
 
-    // From here on a thread of their own writes the lines for the system log, so that it holds up nobody. Not before
-    // the process has forked to become a daemon: the thread would stay behind.
+    // From here on the lines for the system log are kept, for a process that is going to fork.
+    void KeepLines();
+    // From here on a thread of their own writes the lines for the system log, so that it holds up nobody.
     void WriteInBackground();
+    // Around a fork whose child goes on with the log, after KeepLines. Each process writes its own lines, the parent
+    // first: it gives the system log a short time to take them. The child's are kept until WriteInBackground.
+    void PrepareFork();
+    void ParentAfterFork();
+    void ChildAfterFork();
     // Waits for a short time until the system log has all lines; false where it has not taken them.
     bool Flush();
 

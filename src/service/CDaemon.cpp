@@ -1,5 +1,6 @@
 #include "service/CDaemon.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,6 +10,28 @@
 #include "log/Logger.h"
 
 namespace Hesperd {
+
+namespace {
+
+// daemon(3) in a child: this process stays until the system log has its lines, and ends as the child does.
+bool BecomeDaemon() {
+    g_pLogger->PrepareFork();
+    const pid_t child = fork();
+    if (child < 0) {
+        return false;
+    }
+    if (child == 0) {
+        g_pLogger->ChildAfterFork();
+        return daemon(0, 0) == 0;
+    }
+    g_pLogger->ParentAfterFork();
+    int status = 0;
+    while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+    }
+    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE);
+}
+
+} // namespace
 
 CDaemon::~CDaemon() {
     if (Host::PidFileRemove(m_pidFile) < 0) {
@@ -29,7 +52,7 @@ bool CDaemon::Start(bool doFork) {
     g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "CDaemon: Starting Sylvarin-Daemon");
     if (doFork) {
         g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "CDaemon: Do fork");
-        if (daemon(0, 0) < 0) {
+        if (!BecomeDaemon()) {
             g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "Could not daemonize!");
             return false;
         }

@@ -32,7 +32,9 @@ void RaiseDescriptorLimit() {
 int RunService(int argc, char** argv) {
     Host::KeepFreeMemory();
     const bool doFork = GetDoFork(argc, argv);
-    if (!doFork) {
+    if (doFork) {
+        g_pLogger->KeepLines();
+    } else {
         g_pLogger->WriteInBackground();
     }
     for (const logSeverity severity : {LOG_SEVERITY_INFO, LOG_SEVERITY_WARNING, LOG_SEVERITY_ERROR}) {

@@ -78,6 +78,31 @@ const std::string s_refusedLine = "Error: PipeCommunication: ExtractPipeTransact
 // More lines than the sockets between the service and a log daemon hold.
 constexpr std::size_t s_manyLines = 3000;
 
+// So that whoever logs next waits.
+void FillTheLog(HangingLog& hanging) {
+    const int filler = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, "/dev/log");
+    const auto send = [&] {
+        return sendto(filler, "x", 1, 0, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 1;
+    };
+    send();
+    hanging.WaitUntilItHangs();
+    while (send()) {
+    }
+    close(filler);
+}
+
+// The process that the pid file names, once it does.
+pid_t WaitForDaemon() {
+    pid_t pid = 0;
+    for (int i = 0; i < 30000 && !(std::ifstream(ServiceUnderTest::PidFile) >> pid); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return pid;
+}
+
 using ShortageTest = LogTest;
 
 } // namespace
@@ -222,18 +247,47 @@ TEST_F(ShortageTest, WhatALogDaemonDidNotTakeInTimeArrivesInItsOrder) {
 }
 
 TEST_F(ShortageTest, ALogDaemonThatHangsDoesNotHoldUpTheStart) {
-    const HangingLog hanging(m_log);
-    // The sockets are full before the service begins.
-    int filler = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, "/dev/log");
-    while (sendto(filler, "x", 1, 0, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 1) {
-    }
+    HangingLog hanging(m_log);
+    FillTheLog(hanging);
     ServiceUnderTest service({{"-nof", "-v"}, "sylvarin", {}});
     EXPECT_TRUE(service.WaitUntilAnswering()) << service.Output();
     EXPECT_EQ(service.Stop().exitStatus, 0) << service.Output();
-    close(filler);
+}
+
+TEST_F(ShortageTest, ALogDaemonThatHangsHoldsUpNoDaemonAndWhatItMissedIsCounted) {
+    std::unique_ptr<ServiceUnderTest> daemon;
+    {
+        HangingLog hanging(m_log);
+        FillTheLog(hanging);
+        ServiceUnderTest launched({{"-v"}, "sylvarin", {}});
+        ASSERT_EQ(launched.WaitForEnd().exitStatus, 0) << launched.Output();
+        daemon = std::make_unique<ServiceUnderTest>(WaitForDaemon());
+        EXPECT_TRUE(daemon->WaitUntilAnswering());
+    }
+    EXPECT_TRUE(m_log.WaitFor("Warning: Logger: 3 lines were dropped while the system log took none"));
+    EXPECT_EQ(m_log.Count("None: CDaemon: Do fork"), 0U);
+    EXPECT_EQ(m_log.Count("None: CDaemon: Daemon started"), 1U);
+    EXPECT_EQ(daemon->Stop().exitStatus, 0);
+}
+
+TEST_F(ShortageTest, WithASlowLogDaemonTheLinesBeforeTheForkComeFirstAll) {
+    std::unique_ptr<ServiceUnderTest> daemon;
+    std::unique_ptr<ServiceUnderTest> launched;
+    {
+        HangingLog hanging(m_log);
+        FillTheLog(hanging);
+        launched = std::make_unique<ServiceUnderTest>(ServiceStart{{"-v"}, "sylvarin", {}});
+        daemon = std::make_unique<ServiceUnderTest>(WaitForDaemon());
+    }
+    ASSERT_EQ(launched->WaitForEnd().exitStatus, 0);
+    ASSERT_TRUE(m_log.WaitFor("Info: Sylvarin started."));
+    bool isDaemons = false;
+    for (const SyslogLine& line : m_log.Lines()) {
+        isDaemons = isDaemons || line.pid == daemon->Pid();
+        EXPECT_FALSE(isDaemons && line.pid == launched->Pid()) << line.text;
+    }
+    EXPECT_TRUE(isDaemons);
+    EXPECT_EQ(daemon->Stop().exitStatus, 0);
 }
 
 TEST_F(ShortageTest, AnIdleServiceSleeps) {

@@ -212,6 +212,27 @@ TEST_F(LoggerTest, InTheBackgroundLinesKeepTheirOrderAndTheirPriority) {
     m_logger.ClearRoutes();
 }
 
+TEST_F(LoggerTest, LinesAreKeptForAForkUntilTheyMayBeWritten) {
+    m_logger.AddRoute(LOG_SEVERITY_ALL, LOG_TARGET_SYSLOG);
+    m_logger.KeepLines();
+    m_logger.LogMsg(LOG_SEVERITY_INFO, "first");
+    EXPECT_THAT(s_calls, IsEmpty());
+    m_logger.WriteInBackground();
+    m_logger.LogMsg(LOG_SEVERITY_INFO, "second");
+    EXPECT_TRUE(m_logger.Flush());
+    EXPECT_THAT(s_calls, ElementsAre(TSyslogCall{5, "Info: first"}, TSyslogCall{5, "Info: second"}));
+    m_logger.ClearRoutes();
+}
+
+TEST_F(LoggerTest, KeptLinesOfAProcessThatEndsAreWritten) {
+    m_logger.AddRoute(LOG_SEVERITY_ALL, LOG_TARGET_SYSLOG);
+    m_logger.KeepLines();
+    m_logger.LogMsg(LOG_SEVERITY_INFO, "only");
+    EXPECT_TRUE(m_logger.Flush());
+    EXPECT_THAT(s_calls, ElementsAre(TSyslogCall{5, "Info: only"}));
+    m_logger.ClearRoutes();
+}
+
 TEST_F(LoggerTest, ASystemLogThatHangsHoldsUpNobodyAndWhatItMissedIsCounted) {
     m_logger.AddRoute(LOG_SEVERITY_ERROR, LOG_TARGET_SYSLOG);
     m_logger.WriteInBackground();
