@@ -167,6 +167,9 @@ int Context::Fail(const Mdp::Error& error, const std::string& subject) const {
             told.Add("code", HexText(error.code, 8));
             told.Add("name", Mdp::CodeName(error.code));
             told.Add("text", Mdp::CodeText(error.code));
+            if (!error.detail.empty()) {
+                told.Add("detail", PrintableText(error.detail));
+            }
         } else {
             told.Add("text", PrintableText(error.Message()));
         }

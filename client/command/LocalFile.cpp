@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -19,7 +18,7 @@ void DeletePartial(int signal) {
     if (s_partialPath != nullptr) {
         unlink(s_partialPath);
     }
-    raise(signal); // which the handler, being gone, does not get
+    EndingSignals::EndBy(signal);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include <algorithm>
+#include <functional>
 #include <ostream>
 
 #include "Adapters.h"
@@ -138,31 +139,36 @@ private:
         return "";
     }
 
-    // Address or DHCP first, since DHCP takes the gateway away; the DNS servers, which restart nothing, last.
+    // One of the settings that are named.
+    struct Step {
+        const char* name;
+        std::function<Mdp::Result<void>()> set;
+    };
+
+    // Address or DHCP first, since DHCP takes the gateway away; the DNS servers, which restart nothing, last. Each on
+    // its own: of an address and a gateway that are set together a failure is told only where both have failed.
     int Set(const Context& context, const Mdp::Module& module) const {
-        const std::string gateway = m_gateway == "none" ? s_noAddress : m_gateway;
+        const auto write = [&](std::uint8_t subIndex, const std::string& text) {
+            return WriteAdapterText(context.client, module, subIndex, text);
+        };
+        std::vector<Step> steps;
         if (!m_address.empty()) {
-            if (const Mdp::Result<void> set = SetAddress(context, module, gateway); !set) {
-                const int status = context.Fail(set.Error(), module.name);
-                const bool goesOn = set.Error().kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0;
-                return goesOn ? ExitRunning : status;
-            }
-        } else {
-            if (m_dhcp) {
-                if (const auto set = WriteAdapterDhcp(context.client, module); !set) {
-                    return context.Fail(set.Error(), module.name + " DHCP");
-                }
-            }
-            if (!gateway.empty()) {
-                if (const auto set = WriteAdapterText(context.client, module, Adapter::SubGateway, gateway); !set) {
-                    return context.Fail(set.Error(), module.name + " gateway");
-                }
-            }
+            steps.push_back({"address", [&] { return SetAddress(context, module); }});
+        }
+        if (m_dhcp) {
+            steps.push_back({"DHCP", [&] { return WriteAdapterDhcp(context.client, module); }});
+        }
+        if (!m_gateway.empty()) {
+            const std::string gateway = m_gateway == "none" ? s_noAddress : m_gateway;
+            steps.push_back({"gateway", [=] { return write(Adapter::SubGateway, gateway); }});
         }
         if (!m_dns.empty()) {
             const std::string servers = m_dns == "none" ? "NO" : m_dns;
-            if (const auto set = WriteAdapterText(context.client, module, Adapter::SubDns, servers); !set) {
-                return context.Fail(set.Error(), module.name + " DNS");
+            steps.push_back({"DNS", [=] { return write(Adapter::SubDns, servers); }});
+        }
+        for (std::size_t done = 0; done < steps.size(); ++done) {
+            if (const Mdp::Result<void> set = steps[done].set(); !set) {
+                return FailStep(context, module, set.Error(), steps, done);
             }
         }
         if (context.json) {
@@ -174,9 +180,27 @@ private:
         return ExitOk;
     }
 
-    // The service takes all three texts. Address and mask are one setting, so that the adapter's present mask stands in
-    // for one that is not named. The gateway is another, the whole machine's.
-    Mdp::Result<void> SetAddress(const Context& context, const Mdp::Module& module, const std::string& gateway) const {
+    // Tells the failure of the step behind those that are done, and which is which.
+    static int FailStep(const Context& context, const Mdp::Module& module, const Mdp::Error& error,
+                        const std::vector<Step>& steps, std::size_t done) {
+        std::string changed;
+        std::string unchanged;
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            std::string& names = i < done ? changed : unchanged;
+            names += (names.empty() ? "" : ", ") + std::string(steps[i].name);
+        }
+        Mdp::Error told = error;
+        if (steps.size() > 1) {
+            told.detail += (told.detail.empty() ? "" : "; ") + (done > 0 ? "accepted: " + changed + "; " : "") +
+                           "not changed: " + unchanged;
+        }
+        const int status = context.Fail(told, module.name + " " + steps[done].name);
+        const bool goesOn = error.kind == Mdp::ErrorKind::Timeout && context.jobTimeout.count() > 0;
+        return goesOn ? ExitRunning : status;
+    }
+
+    // Address and mask are one setting, so that the adapter's present mask stands in for one that is not named.
+    Mdp::Result<void> SetAddress(const Context& context, const Mdp::Module& module) const {
         std::string mask = m_mask;
         if (mask.empty()) {
             auto present = ReadAdapterText(context.client, module, Adapter::SubMask);
@@ -188,7 +212,7 @@ private:
         if (!IsMask(mask)) {
             return Mdp::Error{Mdp::ErrorKind::Argument, 0, 0, "the adapter has no subnet mask yet; give --mask"};
         }
-        return SetAdapterAddress(context, module, m_address, mask, gateway);
+        return SetAdapterAddress(context, module, m_address, mask, {});
     }
 
     std::string m_action;

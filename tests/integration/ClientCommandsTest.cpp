@@ -380,9 +380,8 @@ TEST_F(ClientCommandsTest, AFileThatIsReplacedKeepsItsModeAndTheFileBehindALinkI
 TEST_F(ClientCommandsTest, ATransferThatIsInterruptedLeavesTheOldFileWhole) {
     std::ofstream("/tmp/files/there") << "old";
 
-    // In the foreground timeout sends one signal; otherwise it sends a second one, which ends mdp at once.
-    const Outcome put = Shell("(head -c 3000000 /dev/zero; sleep 6) | timeout --foreground -s INT 2 " SYLVARIN_MDP
-                              " put - /tmp/files/there");
+    const Outcome put =
+        Shell("(head -c 3000000 /dev/zero; sleep 6) | timeout -s INT 2 " SYLVARIN_MDP " put - /tmp/files/there");
 
     EXPECT_EQ(put.status, 124) << put.output;
     EXPECT_EQ(Content("/tmp/files/there"), "old");

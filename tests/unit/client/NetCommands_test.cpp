@@ -1,6 +1,8 @@
 #include "CommandsTest.h"
 
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 
@@ -41,16 +43,38 @@ TEST_F(NetCommands, SetAddressKeepsTheMaskAndLeavesTheGatewayThatAreNotNamed) {
                     0xB001, 1, Hex("2e000000 08000000 0d000000 09000000") + Text("10.0.0.9255.255.255.0unchanged")}));
 }
 
-TEST_F(NetCommands, SetAddressTakesTheGatewayThatIsNamed) {
-    EXPECT_EQ(Run({"net", "set", "em0", "--address", "10.0.0.9", "--gateway", "10.0.0.1"}).status, 0);
+TEST_F(NetCommands, SetAddressComesBeforeTheGatewayWhichIsWrittenOnItsOwn) {
+    EXPECT_EQ(Run({"net", "set", "em0", "--gateway", "10.0.0.1", "--address", "10.0.0.9"}).status, 0);
     EXPECT_EQ(Run({"net", "set", "em0", "--address", "10.0.0.9", "--gateway", "none"}).status, 0);
 
-    EXPECT_THAT(m_machine.writes,
-                ElementsAre(
-                    FakeDictionary::Written{
-                        0xB001, 1, Hex("2d000000 08000000 0d000000 08000000") + Text("10.0.0.9255.255.255.010.0.0.1")},
-                    FakeDictionary::Written{
-                        0xB001, 1, Hex("2c000000 08000000 0d000000 07000000") + Text("10.0.0.9255.255.255.00.0.0.0")}));
+    const FakeDictionary::Written address{
+        0xB001, 1, Hex("2e000000 08000000 0d000000 09000000") + Text("10.0.0.9255.255.255.0unchanged")};
+    EXPECT_THAT(m_machine.writes, ElementsAre(address, FakeDictionary::Written{0x8001, 5, Text("10.0.0.1")}, address,
+                                              FakeDictionary::Written{0x8001, 5, Text("0.0.0.0")}));
+}
+
+TEST_F(NetCommands, AFailureOfTheAddressIsToldAndNothingElseIsSet) {
+    m_machine.serve = [](std::uint16_t, const TestBytes&) { return FakeResponse{3, Hex("02 00 a7 ec 00 00 00 00")}; };
+
+    const Ran ran = Run({"net", "set", "em0", "--address", "10.0.0.9", "--gateway", "10.0.0.1", "--dns", "9.9.9.9"});
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_THAT(ran.err, StartsWith("mdp: em0 address: not changed: address, gateway, DNS: "));
+    EXPECT_EQ(m_machine.writes.size(), 1U);
+}
+
+TEST_F(NetCommands, AFailureOfTheGatewayIsToldWithWhatWasAcceptedBefore) {
+    m_machine.objects[0x8001].entries[5].code = 0xECA70011;
+
+    const std::vector<std::string> words{"net",       "set",      "em0",   "--address", "10.0.0.9",
+                                         "--gateway", "10.0.0.1", "--dns", "9.9.9.9"};
+    const Ran ran = Run(words);
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_THAT(ran.err, StartsWith("mdp: em0 gateway: accepted: address; not changed: gateway, DNS: "));
+    EXPECT_EQ(m_machine.writes.size(), 2U) << "the DNS servers are not tried";
+
+    std::vector<std::string> json = words;
+    json.push_back("--json");
+    EXPECT_THAT(Run(json).out, HasSubstr("accepted: address; not changed: gateway, DNS"));
 }
 
 TEST_F(NetCommands, SetDhcpComesBeforeTheGatewayAndDnsLast) {
