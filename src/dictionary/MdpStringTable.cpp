@@ -1,10 +1,11 @@
 #include "dictionary/MdpStringTable.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <pugixml.hpp>
+#include <string>
 
+#include "host/WholeFile.h"
 #include "log/Logger.h"
 #include "platform/OsUserSystem.h"
 
@@ -79,11 +80,11 @@ long CMdpStringTable::GetXmlAttributeValNumeric(pugi::xml_node_iterator node, co
 
 std::uint32_t CMdpStringTable::LoadXmlStringTable(const wchar_t* path, CMdpStringTable* table) {
     pugi::xml_document document;
-    errno = 0; // a file that is no XML fails without one
-    if (!document.load_file(path)) {
-        const int error = errno;
-        g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "(%d) Could not load xml-file \"%s\"", error,
-                          pugi::as_utf8(path).c_str());
+    const std::string file = pugi::as_utf8(path);
+    std::string content;
+    const int error = Host::ReadWholeFile(file, content); // 0 also for a file that is no XML
+    if (error != 0 || !document.load_buffer_inplace(content.data(), content.size())) {
+        g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "(%d) Could not load xml-file \"%s\"", error, file.c_str());
         return LOAD_FAILED;
     }
     // The names of the elements are of no interest, and what has no number above 0 is passed over.

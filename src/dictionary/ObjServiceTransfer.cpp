@@ -62,8 +62,7 @@ std::uint32_t CObjServiceTransfer::_statWorkerThread(void* block) {
         object.DoWork(work->argument);
     } catch (const std::exception&) {
         // For want of memory, mostly. A service without an end would refuse all further work.
-        constexpr std::uint32_t code = OBJ_E_OUTOFMEMORY;
-        object.Finish(1, &code, sizeof code);
+        object.Fail(OBJ_E_OUTOFMEMORY);
     }
 
     CSectionLock lock(object.Section());
@@ -109,8 +108,7 @@ bool CObjServiceTransfer::TOutcome::Allocate(std::size_t capacity) {
 }
 
 void CObjServiceTransfer::RunJob(
-    const std::function<ObjResult(std::span<const unsigned char> request, TOutcome& outcome)>& work,
-    unsigned int codeSize) {
+    const std::function<ObjResult(std::span<const unsigned char> request, TOutcome& outcome)>& work) {
     TOutcome outcome;
     ObjResult code = OBJ_E_UNEXPECTED;
     CDictionaryRef dictionary; // goes last: with it the dictionary may end, whose threads may want the section
@@ -122,12 +120,18 @@ void CObjServiceTransfer::RunJob(
             code = OBJ_E_OUTOFMEMORY;
         }
     }
-    if (IsError(code) || outcome.response == nullptr) {
-        const std::uint64_t wideCode = code;
-        Finish(IsError(code) ? 1 : 0, &wideCode, codeSize);
-        return;
+    if (IsError(code)) {
+        Fail(code);
+    } else if (outcome.response == nullptr) {
+        Finish(0, &code, sizeof code);
+    } else {
+        Finish(0, std::move(outcome));
     }
-    Finish(0, std::move(outcome));
+}
+
+void CObjServiceTransfer::Fail(ObjResult code) {
+    const std::uint64_t wideCode = code;
+    Finish(1, &wideCode, m_codeSize);
 }
 
 void CObjServiceTransfer::Finish(int error, const void* data, unsigned int size) {

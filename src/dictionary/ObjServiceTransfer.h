@@ -24,6 +24,9 @@ public:
     static constexpr unsigned char STATUS_FAILED_DATA = 3;
     static constexpr unsigned char STATUS_RUNNING = 255;
 
+    // `codeSize`: the bytes in which the service tells the code of a failure.
+    explicit CObjServiceTransfer(unsigned int codeSize = sizeof(ObjResult)) : m_codeSize(codeSize) {}
+
     ObjResult Init(unsigned short index);
 
     // Begins a job on a worker thread of its own. OBJ_E_BUSY while one runs, OBJ_E_UNEXPECTED without a thread.
@@ -60,21 +63,23 @@ protected:
 
     // A job that holds the section from start to end: `work` takes the request and gives the code, and the outcome
     // where there is one. It may throw bad_alloc for OBJ_E_OUTOFMEMORY. A failure ends the service with the code as its
-    // data, in `codeSize` bytes.
-    void RunJob(const std::function<ObjResult(std::span<const unsigned char> request, TOutcome& outcome)>& work,
-                unsigned int codeSize = sizeof(ObjResult));
+    // data.
+    void RunJob(const std::function<ObjResult(std::span<const unsigned char> request, TOutcome& outcome)>& work);
 
     // Ends the job: `error` nonzero for a failure, `data` of `size` bytes or null as its outcome. By convention the
     // data of a failure are its code.
     void Finish(int error, const void* data, unsigned int size);
     // The same for an outcome with data, which becomes the response without a copy.
     void Finish(int error, TOutcome outcome);
+    // Ends the job with a failure's code as its data.
+    void Fail(ObjResult code);
 
 private:
     static ObjResult _statOnWrite(TInfoItem* item, unsigned short index, unsigned char subIndex, void* data,
                                   unsigned int size);
     static std::uint32_t _statWorkerThread(void* block);
 
+    const unsigned int m_codeSize;
     std::atomic<std::uint32_t> m_executing{0};
     CHandle m_worker; // under the section
 };

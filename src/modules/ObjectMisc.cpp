@@ -107,15 +107,15 @@ ObjResult CObj0x8nn1::WrCreateSelfSigned(TInfoItem* item, unsigned short index, 
 }
 
 void CObj0xBnn0::DoWork(void* /*argument*/) {
-    RunJob([](auto, TOutcome&) { return OBJ_E_NOTSUPPORTED; }, sizeof(std::uint64_t));
+    RunJob([](auto, TOutcome&) { return OBJ_E_NOTSUPPORTED; });
 }
 
 void CObj0xBnn1::DoWork(void* /*argument*/) {
-    RunJob([](auto, TOutcome&) { return OBJ_E_NOTSUPPORTED; }, sizeof(std::uint64_t));
+    RunJob([](auto, TOutcome&) { return OBJ_E_NOTSUPPORTED; });
 }
 
 void CObj0xBnn2::DoWork(void* /*argument*/) {
-    RunJob([](auto, TOutcome&) { return OBJ_E_NOTSUPPORTED; }, sizeof(std::uint64_t));
+    RunJob([](auto, TOutcome&) { return OBJ_E_NOTSUPPORTED; });
 }
 
 int GetNumLockState() {
@@ -125,7 +125,7 @@ int GetNumLockState() {
 void SetNumlockState(int /*state*/) {}
 
 std::string GetFileContent(const std::string& path) {
-    const CFile file(std::fopen(path.c_str(), "r"));
+    const CFile file(std::fopen(path.c_str(), "re"));
     if (file == nullptr) {
         return {};
     }
@@ -158,7 +158,7 @@ ObjResult SetSecurityWizardEnabled(int enabled) {
 }
 
 ObjResult WriteFile(const std::string& path, const std::string& text) {
-    const CFile file(std::fopen(path.c_str(), "w"));
+    const CFile file(std::fopen(path.c_str(), "we"));
     if (file == nullptr) {
         return OBJ_E_FAILED;
     }

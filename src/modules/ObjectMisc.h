@@ -43,16 +43,25 @@ public:
 
 // Services that refuse every request with OBJ_E_NOTSUPPORTED, as a code of eight bytes.
 class CObj0xBnn0 : public CObjServiceTransfer {
+public:
+    CObj0xBnn0() : CObjServiceTransfer(sizeof(std::uint64_t)) {}
+
 protected:
     void DoWork(void* argument) override;
 };
 
 class CObj0xBnn1 : public CObjServiceTransfer {
+public:
+    CObj0xBnn1() : CObjServiceTransfer(sizeof(std::uint64_t)) {}
+
 protected:
     void DoWork(void* argument) override;
 };
 
 class CObj0xBnn2 : public CObjServiceTransfer {
+public:
+    CObj0xBnn2() : CObjServiceTransfer(sizeof(std::uint64_t)) {}
+
 protected:
     void DoWork(void* argument) override;
 };

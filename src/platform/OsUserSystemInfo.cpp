@@ -41,7 +41,7 @@ void OsUserGetSystemInfo(_SYSTEM_INFO* info) {
 }
 
 bool SearchCoresInDmesgBoot(long& cores) {
-    std::FILE* lines = popen("grep -i FreeBSD/SMP:.*core /var/run/dmesg.boot", "r");
+    std::FILE* lines = popen("grep -i FreeBSD/SMP:.*core /var/run/dmesg.boot", "re");
     if (lines == nullptr) {
         return false;
     }

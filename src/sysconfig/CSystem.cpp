@@ -14,8 +14,8 @@
 #include <sstream>
 
 #include "host/Programs.h"
+#include "host/WholeFile.h"
 #include "log/Logger.h"
-#include "platform/CFileDescriptor.h"
 #include "platform/StringHelper.h"
 #include "sysconfig/CSettingsLock.h"
 #include "sysconfig/ReplaceFile.h"
@@ -174,22 +174,14 @@ std::uint32_t CSystem::ExecuteSecureInternal(const std::vector<std::string>& arg
 
 std::uint32_t CSystem::ReadFile(const std::string& path, std::vector<std::string>& lines) {
     lines.clear();
-    const CFileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file) {
-        return static_cast<std::uint32_t>(errno);
-    }
     std::string content;
-    char chunk[4096];
-    ssize_t got = 0;
-    while ((got = read(file.Get(), chunk, sizeof chunk)) > 0) {
-        content.append(chunk, static_cast<std::size_t>(got));
-    }
+    const int error = Host::ReadWholeFile(path, content);
     std::istringstream stream(content);
     for (std::string line; std::getline(stream, line);) {
         lines.push_back(line);
     }
     // What was read of a file that cannot be read to its end must not become the file.
-    return got < 0 ? static_cast<std::uint32_t>(EIO) : 0;
+    return static_cast<std::uint32_t>(error);
 }
 
 std::uint32_t CSystem::ReadFile(const std::string& path, std::string& text) {

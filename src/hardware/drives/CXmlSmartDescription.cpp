@@ -1,6 +1,5 @@
 #include "hardware/drives/CXmlSmartDescription.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <pugixml.hpp>
 #include <stdexcept>
@@ -8,6 +7,7 @@
 
 #include "hardware/drives/CSmartDeviceDescription.h"
 #include "hardware/drives/DriveResult.h"
+#include "host/WholeFile.h"
 #include "log/Logger.h"
 #include "platform/StringHelper.h"
 
@@ -69,9 +69,10 @@ CXmlSmartDescription::CXmlSmartDescription() : m_document(std::make_unique<TDocu
 CXmlSmartDescription::~CXmlSmartDescription() = default;
 
 std::uint32_t CXmlSmartDescription::LoadXML() {
-    errno = 0;
-    if (!m_document->xml.load_file(FILE_PATH)) {
-        g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "(%d) Could not load xml-file \"%s\"", errno, FILE_PATH);
+    std::string content;
+    const int error = Host::ReadWholeFile(FILE_PATH, content);
+    if (error != 0 || !m_document->xml.load_buffer(content.data(), content.size())) {
+        g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "(%d) Could not load xml-file \"%s\"", error, FILE_PATH);
         m_document->xml.reset(); // of the entries before the place that is wrong
         return DRIVE_E_FAILED;
     }

@@ -9,10 +9,11 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <string_view>
 #include <vector>
+
+#include "host/WholeFile.h"
 
 namespace Host {
 
@@ -42,10 +43,7 @@ bool IsAtaDrive(const fs::path& block) {
         name.find_first_not_of("abcdefghijklmnopqrstuvwxyz") != std::string::npos) {
         return false;
     }
-    std::ifstream file(block / "device/vendor");
-    std::string vendor;
-    std::getline(file, vendor);
-    return vendor.starts_with("ATA");
+    return ReadFirstLine(block / "device/vendor").starts_with("ATA");
 }
 
 // The names of the ATA drives as the kernel counts: sda to sdz, then sdaa.

@@ -8,12 +8,13 @@
 #include <cerrno>
 #include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string_view>
 #include <system_error>
 #include <tuple>
 #include <utility>
+
+#include "host/WholeFile.h"
 
 namespace Host {
 
@@ -62,13 +63,6 @@ std::optional<T> ToNumber(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size() && !text.empty() ? std::optional(number)
                                                                                      : std::nullopt;
-}
-
-std::string FirstLine(const fs::path& file) {
-    std::ifstream stream(file);
-    std::string line;
-    std::getline(stream, line);
-    return line;
 }
 
 std::vector<std::string> NamesIn(const fs::path& directory) {
@@ -124,7 +118,7 @@ TBoardSensor::ELocation LocationOf(std::string_view chip, std::string_view label
 }
 
 void AppendChip(const fs::path& directory, bool& hasProcessor, std::vector<TBoardSensor>& sensors) {
-    const std::string chip = FirstLine(directory / "name");
+    const std::string chip = ReadFirstLine(directory / "name");
     std::vector<TInput> inputs;
     for (const std::string& name : NamesIn(directory)) {
         if (const auto input = InputOf(name); input) {
@@ -137,7 +131,7 @@ void AppendChip(const fs::path& directory, bool& hasProcessor, std::vector<TBoar
         TBoardSensor sensor;
         sensor.kind = KINDS[kind].kind;
         sensor.file = directory / (name + std::string(INPUT));
-        sensor.description = FirstLine(directory / (name + "_label"));
+        sensor.description = ReadFirstLine(directory / (name + "_label"));
         sensor.location = LocationOf(chip, sensor.description);
         if (sensor.description.empty()) {
             sensor.description = name;

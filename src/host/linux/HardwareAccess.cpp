@@ -10,10 +10,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "host/WholeFile.h"
 #include "host/linux/BoardSensors.h"
 
 // Most boards have no such driver: their sensors are read from the kernel's own, and board and BIOS from DMI, as if the
@@ -49,10 +49,7 @@ void PutText(TBytes& bytes, std::size_t offset, std::size_t width, const std::st
 }
 
 std::string DmiText(const char* name) {
-    std::ifstream file(std::string(DMI) + name);
-    std::string text;
-    std::getline(file, text);
-    return text;
+    return ReadFirstLine(std::string(DMI) + name);
 }
 
 // The first numbers of a text, such as 1 and 23 of "V1.23.4"; 0 for those that it has not.

@@ -4,11 +4,10 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <optional>
 
+#include "host/WholeFile.h"
 #include "host/linux/MemoryPages.h"
 
 namespace Host {
@@ -18,10 +17,10 @@ namespace {
 constexpr const char* MEMINFO_FILE = "/proc/meminfo";
 constexpr const char* ARCSTATS_FILE = "/proc/spl/kstat/zfs/arcstats";
 
-// Files of /proc have no length to ask for.
 std::string ReadProcFile(const char* path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::string content;
+    ReadWholeFile(path, content);
+    return content;
 }
 
 std::uint64_t PageSize() {

@@ -1,9 +1,10 @@
 #include "host/KernelEnvironment.h"
 
 #include <algorithm>
-#include <fstream>
 #include <string_view>
 #include <utility>
+
+#include "host/WholeFile.h"
 
 namespace Host {
 
@@ -18,12 +19,7 @@ constexpr std::pair<std::string_view, const char*> FILES[] = {
 std::string GetKernelEnvironment(const std::string& name) {
     const auto* file =
         std::find_if(std::begin(FILES), std::end(FILES), [&](const auto& row) { return row.first == name; });
-    std::string value;
-    if (file != std::end(FILES)) {
-        std::ifstream stream(file->second);
-        std::getline(stream, value);
-    }
-    return value.substr(0, 254);
+    return file != std::end(FILES) ? ReadFirstLine(file->second).substr(0, 254) : std::string();
 }
 
 } // namespace Host

@@ -3,9 +3,8 @@
 #include <sys/statvfs.h>
 
 #include <cerrno>
-#include <fstream>
-#include <sstream>
 
+#include "host/WholeFile.h"
 #include "host/linux/MountInfo.h"
 
 namespace Host {
@@ -15,14 +14,12 @@ namespace {
 constexpr const char* MOUNTS_FILE = "/proc/self/mountinfo";
 
 int ReadMounts(std::vector<TMountInfo>& mounts) {
-    errno = 0;
-    std::ifstream file(MOUNTS_FILE);
-    if (!file.is_open()) {
+    std::string text;
+    if (const int error = ReadWholeFile(MOUNTS_FILE, text); error != 0) {
+        errno = error;
         return -1;
     }
-    std::ostringstream text;
-    text << file.rdbuf();
-    mounts = ParseMountInfo(text.str());
+    mounts = ParseMountInfo(text);
     return 0;
 }
 

@@ -108,6 +108,9 @@ private:
 
 // A service of an adapter: runs with its section held, and tells a failure's code as a number of eight bytes.
 class CObjNicService : public CObjServiceTransfer {
+public:
+    CObjNicService() : CObjServiceTransfer(sizeof(std::uint64_t)) {} // meant: twice the bytes of a code
+
 protected:
     void DoWork(void* argument) override;
 

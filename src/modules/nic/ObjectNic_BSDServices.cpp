@@ -129,11 +129,9 @@ void CObjNicService::DoWork(void* /*argument*/) {
     const ObjResult result = Run();
     if (result == OBJ_E_NOERR) {
         Finish(0, nullptr, 0);
-        return;
+    } else {
+        Fail(result);
     }
-    // Meant: eight bytes, twice those of a code.
-    const std::uint64_t code = result;
-    Finish(1, &code, sizeof code);
 }
 
 ObjResult CObj0xBnn0::Run() {

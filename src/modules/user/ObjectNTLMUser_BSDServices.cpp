@@ -94,11 +94,9 @@ void CUserService::DoWork(void* /*argument*/) {
     }
     if (code == OBJ_E_NOERR) {
         Finish(0, nullptr, 0);
-        return;
+    } else {
+        Fail(code);
     }
-    // Meant: eight bytes, twice those of a code.
-    const std::uint64_t wideCode = code;
-    Finish(1, &wideCode, sizeof wideCode);
 }
 
 bool CUserService::ParseRecord(const TRecordShape& shape, std::initializer_list<std::string*> texts) {
@@ -208,8 +206,7 @@ ObjResult CObj0xBnn1::DoWork_locked() {
 }
 
 void CObj0xBnn2::DoWork(void* /*argument*/) {
-    const std::uint64_t code = OBJ_E_NOTSUPPORTED;
-    Finish(1, &code, sizeof code);
+    Fail(OBJ_E_NOTSUPPORTED);
 }
 
 ObjResult CObj0xBnn3::CheckInputParams() {

@@ -28,6 +28,9 @@ struct TRecordShape {
 
 // A service of the module: checks the request, does its work with the section held, and wipes what was secret in it.
 class CUserService : public CObjServiceTransfer {
+public:
+    CUserService() : CObjServiceTransfer(sizeof(std::uint64_t)) {} // meant: twice the bytes of a code
+
 protected:
     void DoWork(void* argument) override;
 
@@ -71,6 +74,10 @@ class CObj0xBnn1 : public CUserService {
 
 // Refuses every request with OBJ_E_NOTSUPPORTED.
 class CObj0xBnn2 : public CObjServiceTransfer {
+public:
+    CObj0xBnn2() : CObjServiceTransfer(sizeof(std::uint64_t)) {}
+
+private:
     void DoWork(void* argument) override;
 };
 
