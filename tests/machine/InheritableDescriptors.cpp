@@ -1,6 +1,6 @@
-// Test equipment, preloaded into the service: notes each call that opens a descriptor which a program would inherit that
-// another thread is just starting, a line each with the call and the name that it was given. They go to the file that
-// INHERITABLE_DESCRIPTORS names. The programs that the service starts are left alone.
+// Test equipment, preloaded into the service: notes each call that opens a descriptor which a program would inherit
+// that another thread is just starting, a line each with the call and the name that it was given. They go to the file
+// that INHERITABLE_DESCRIPTORS names. The programs that the service starts are left alone.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -36,7 +36,8 @@ void Note(const char* call, const char* name) {
     // Not through open, which is noted itself.
     const long file = syscall(SYS_openat, AT_FDCWD, s_notes.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     if (file >= 0) {
-        [[maybe_unused]] const ssize_t unchecked = write(static_cast<int>(file), line, static_cast<std::size_t>(length));
+        [[maybe_unused]] const ssize_t unchecked =
+            write(static_cast<int>(file), line, static_cast<std::size_t>(length));
         syscall(SYS_close, file);
     }
 }
