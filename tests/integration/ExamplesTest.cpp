@@ -31,7 +31,8 @@ Outcome Execute(const std::string& command) {
     return outcome;
 }
 
-const std::string s_python = "python3 " SYLVARIN_EXAMPLES "/mdp_client.py";
+const std::string s_python = "PYTHONPATH=" SYLVARIN_PYTHON "/src python3 ";
+const std::string s_pythonReport = s_python + SYLVARIN_EXAMPLES "/mdp_report.py";
 
 class ExamplesTest : public ServiceTest {
 protected:
@@ -45,61 +46,33 @@ protected:
 
 } // namespace
 
-TEST_F(ExamplesTest, PythonClientShowsTheMachineAndItsObjects) {
-    const Outcome outcome = Execute(s_python);
+TEST_F(ExamplesTest, PythonPackageDoesWhatItAndItsReadmeTell) {
+    const Outcome outcome = Execute(s_python + SYLVARIN_PYTHON_TEST);
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
+    EXPECT_THAT(outcome.output,
+                HasSubstr("\ntest_tells_what_happens (__main__.Readme.test_tells_what_happens) ... ok\n"));
+}
+
+TEST_F(ExamplesTest, ReportInPythonShowsTheMachineAndItsObjects) {
+    const Outcome outcome = Execute(s_pythonReport);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.output, StartsWith("Device name: IPC-4711\n"));
     EXPECT_THAT(outcome.output, HasSubstr("  Software\n"));
     EXPECT_THAT(outcome.output, HasSubstr("  Memory usage\n"));
 }
 
-TEST_F(ExamplesTest, PythonClientShowsNamesInGerman) {
-    const Outcome outcome = Execute(s_python + " --language 1031");
+TEST_F(ExamplesTest, ReportInPythonShowsNamesInGermanWithValues) {
+    const Outcome outcome = Execute(s_pythonReport + " --language 1031 --values");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.output, StartsWith("Gerätename: IPC-4711\n"));
-    EXPECT_THAT(outcome.output, HasSubstr("  Arbeitsspeicherbelegung\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("  Arbeitsspeicherbelegung\n          0  Anzahl der Einträge: 7\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("          3  Reserviert 3: (OBJ_E_NOTSUPPORTED)\n"));
 }
 
-TEST_F(ExamplesTest, PythonClientWritesAnEntryAndTellsTheCodeOfARefusal) {
-    const std::string script = "python3 -c 'import sys; sys.path.insert(0, \"" SYLVARIN_EXAMPLES "\")\n"
-                               "import mdp_client\n"
-                               "client = mdp_client.MdpClient()\n"
-                               "client.write(0x1008, 0, b\"press-7\")\n"
-                               "print(client.read_text(0x1008, 0), client.describe_entry(0x1008, 0))\n"
-                               "try:\n"
-                               "    client.write(0x1000, 0, b\"1234\")\n"
-                               "except mdp_client.MdpError as error:\n"
-                               "    print(error, error.code == 0xECA60101)\n"
-                               "try:\n"
-                               "    client.read(0x8000, 1, flags=mdp_client.SERVICE_ACCESS)\n"
-                               "except mdp_client.MdpError as error:\n"
-                               "    print(error, error.code)\n"
-                               "'";
-    EXPECT_EQ(Execute(script).output, "press-7 (9, True, True, 'Device name')\n"
-                                      "write of 1000:0: 0xECA60101 True\n"
-                                      "read of 8000:1: refused None\n");
-}
-
-TEST_F(ExamplesTest, PythonClientRunsAServiceAndTakesItsFailure) {
-    // Without DHCP there is nothing to renew, and the service ends well; a record of 5 bytes cannot be used.
-    const std::string script = "python3 -c 'import sys; sys.path.insert(0, \"" SYLVARIN_EXAMPLES "\")\n"
-                               "import mdp_client\n"
-                               "client = mdp_client.MdpClient()\n"
-                               "header = next(header for header, kind, _ in client.modules() if kind == 2)\n"
-                               "service = 0xB000 | header & 0x0FF0\n"
-                               "print(client.call(service, b\"\"))\n"
-                               "try:\n"
-                               "    client.call(service + 1, b\"12345\")\n"
-                               "except mdp_client.MdpError as error:\n"
-                               "    print(error.code == 0xECA60106)\n"
-                               "'";
-    EXPECT_EQ(Execute(script).output, "b''\nTrue\n");
-}
-
-TEST_F(ExamplesTest, PythonClientFailsWithAMessageWithoutAService) {
-    const Outcome outcome = Execute(s_python + " --socket /tmp/no-such-socket");
+TEST_F(ExamplesTest, ReportInPythonFailsWithAMessageWithoutAService) {
+    const Outcome outcome = Execute(s_pythonReport + " --socket /tmp/no-such-socket");
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.output, StartsWith("mdp_client.py: "));
+    EXPECT_THAT(outcome.output, StartsWith("mdp_report.py: "));
     EXPECT_THAT(outcome.output, HasSubstr("No such file or directory"));
 }
 
