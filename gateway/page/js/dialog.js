@@ -40,7 +40,9 @@ export function show(title, content, action, submit) {
     if (!dialog.open) {
         dialog.showModal();
     }
-    form.querySelector('input, select')?.focus();
+    const first = form.querySelector('input, select');
+    first?.focus();
+    first?.select?.();
 }
 
 export function close() {

@@ -45,7 +45,7 @@ function update(have, want) {
         return;
     }
     for (const { name } of [...have.attributes]) {
-        if (!want.hasAttribute(name) && !name.startsWith('data-own')) {
+        if (!want.hasAttribute(name)) {
             have.removeAttribute(name);
         }
     }

@@ -149,6 +149,7 @@ async function route() {
     const before = view;
     view = VIEWS.find((one) => one.id === id) ?? overview;
     redraw();
+    document.querySelector('#views [aria-current]').scrollIntoView({ block: 'nearest', inline: 'nearest' });
     if (view !== before) {
         document.querySelector('#view h1').focus();
         scrollTo(0, 0);

@@ -6,7 +6,7 @@ import { text } from './texts.js';
 
 const STEP_MS = 2000;
 const SAMPLES = 150;
-const HEIGHT = 64;
+const SPAN_S = (STEP_MS * SAMPLES) / 1000;
 
 const times = [];
 const series = new Map(); // key -> {values, now}
@@ -48,17 +48,21 @@ function data(key) {
     return [times, times.map((_, position) => values[position] ?? null)];
 }
 
+function sizeOf(element) {
+    return { width: Math.max(element.clientWidth, 40), height: Math.max(element.clientHeight, 20) };
+}
+
 function mount(element) {
     const key = element.dataset.plot;
     const plotted = new uPlot(
         {
-            width: Math.max(element.clientWidth, 40),
-            height: HEIGHT,
+            ...sizeOf(element),
             legend: { show: false },
             cursor: { show: false },
             axes: [{ show: false }, { show: false }],
             padding: [4, 0, 4, 0],
             scales: {
+                x: { range: () => [Date.now() / 1000 - SPAN_S, Date.now() / 1000] },
                 y: {
                     // A value that hardly moves is a calm line, not noise over the whole height.
                     range: (_, low, high) => {
@@ -92,8 +96,8 @@ export function draw() {
             mount(element);
             continue;
         }
-        if (element.clientWidth > 0 && known.plot.width !== element.clientWidth) {
-            known.plot.setSize({ width: element.clientWidth, height: HEIGHT });
+        if (known.plot.width !== sizeOf(element).width) {
+            known.plot.setSize(sizeOf(element));
         }
         known.plot.setData(data(known.key));
     }

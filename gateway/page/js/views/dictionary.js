@@ -80,7 +80,7 @@ function entries(state, head) {
     }
     const live = state.entries.get(head.index);
     return table(
-        h('span', { class: 'muted' }, `${head.index} ${shown(object.name)}`),
+        h('span', { class: 'unseen' }, `${head.index} ${shown(object.name)}`),
         [{ title: text('entry') }, { title: text('type') }, { title: text('access') }, { title: text('value') }],
         object.entries.map((entry) => [
             [h('span', { class: 'code' }, `:${entry.sub} `), said(entry.name)],
@@ -164,7 +164,7 @@ export const dictionary = {
             h(
                 'div',
                 { class: 'search', role: 'search' },
-                h('label', {}, text('search'), h('input', { type: 'search', 'data-search': 'words', 'data-own-value': '' })),
+                h('label', {}, text('search'), h('input', { type: 'search', 'data-search': 'words' })),
                 h('label', { class: 'check' }, h('input', { type: 'checkbox', 'data-search': 'entries' }), ' ', text('search.entries')),
             ),
             h('p', { class: 'muted', role: 'status' }, text('search.found', found.length, heads.length)),

@@ -49,7 +49,7 @@ export const network = {
     render(state) {
         return [
             state.session.mayChange ? h('p', { class: 'muted' }, text('network.hint')) : null,
-            h('div', { class: 'cards' }, state.views.get('network').adapters.map((one) => adapter(state, one))),
+            h('div', { class: 'cards wide' }, state.views.get('network').adapters.map((one) => adapter(state, one))),
         ];
     },
 };

@@ -1,7 +1,7 @@
 // GPIO pins and switched supplies.
 
 import { changeButton } from '../edit.js';
-import { h } from '../dom.js';
+import { h, said } from '../dom.js';
 import { MISSING } from '../format.js';
 import { text } from '../texts.js';
 import { tableOr } from './parts.js';
@@ -31,7 +31,7 @@ export const outputs = {
                 tableOr(
                     text('supplies'),
                     [{ title: text('supply') }, { title: text('state') }],
-                    supplies.map(({ index, sub, name, on }) => [name, [on === null ? MISSING : text(on ? 'on' : 'off'), changeButton(state, index, sub, name)]]),
+                    supplies.map(({ index, sub, name, on }) => [said(name), [on === null ? MISSING : text(on ? 'on' : 'off'), changeButton(state, index, sub, name)]]),
                 ),
             ),
         ];

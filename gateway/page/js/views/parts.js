@@ -41,5 +41,5 @@ export function share(title, percent, { low = null, high = null } = {}) {
 }
 
 export function waiting() {
-    return h('p', { class: 'empty' }, text('loading'));
+    return h('p', { class: 'empty waiting' }, text('loading'));
 }
