@@ -1,13 +1,14 @@
 """The page in a real browser: what it shows, what it changes, who can use it. One browser for all of it.
 
-Environment: PAGE_FILES, the page as it is served; PAGE_AXE, axe.min.js; PAGE_SCREENSHOTS, where pictures of each view are
-kept for a person to look at.
+Environment, set by `run` beside this file: PAGE_BUILD, the build folder; PAGE_AXE, axe.min.js; PAGE_PICTURES, a descriptor
+that takes pictures of each view, for a person to look at, as an archive.
 """
 
 import base64
+import io
 import os
 import sys
-import time
+import tarfile
 import unittest
 from pathlib import Path
 
@@ -20,6 +21,8 @@ from selenium.webdriver.support.ui import Select, WebDriverWait
 
 import standin
 
+FILES = Path(os.environ["PAGE_BUILD"]) / "share/sylvarin/gateway"
+
 WAIT = 20
 POLL = 0.05
 DESKTOP = (1280, 900, False)
@@ -30,10 +33,13 @@ VIEWS = ["overview", "sensors", "drives", "network", "time", "outputs", "users",
 HOSTILE = "<img src=x onerror=window.hurt=1><script>window.hurt=1</script>\"'`&lt;&amp;\u0000\u001b[31m\u202edrow\u2066\ufffd\u0085"
 
 browser = None
+pictures = None
 
 
 def setUpModule():
-    global browser
+    global browser, pictures
+    if "PAGE_PICTURES" in os.environ:
+        pictures = tarfile.open(fileobj=os.fdopen(int(os.environ["PAGE_PICTURES"]), "wb"), mode="w|")
     options = Options()
     for argument in [
         "--headless=new",
@@ -54,6 +60,8 @@ def setUpModule():
 
 def tearDownModule():
     browser.quit()
+    if pictures:
+        pictures.close()
 
 
 class Page(unittest.TestCase):
@@ -102,12 +110,14 @@ class Page(unittest.TestCase):
         return [entry["message"] for entry in browser.get_log("browser") if entry["level"] == "SEVERE"]
 
     def screenshot(self, name):
-        folder = os.environ.get("PAGE_SCREENSHOTS")
-        if folder:
+        if pictures:
             width, height = browser.execute_script("return [innerWidth, document.documentElement.scrollHeight]")
-            picture = browser.execute_cdp_cmd("Page.captureScreenshot", {"captureBeyondViewport": True, "clip": {"x": 0, "y": 0, "width": width, "height": min(height, 4000), "scale": 1}})
-            Path(folder).mkdir(parents=True, exist_ok=True)
-            (Path(folder) / f"{name}.png").write_bytes(base64.b64decode(picture["data"]))
+            clip = {"x": 0, "y": 0, "width": width, "height": min(height, 4000), "scale": 1}
+            picture = browser.execute_cdp_cmd("Page.captureScreenshot", {"captureBeyondViewport": True, "clip": clip})
+            data = base64.b64decode(picture["data"])
+            member = tarfile.TarInfo(f"{name}.png")
+            member.size = len(data)
+            pictures.addfile(member, io.BytesIO(data))
 
     def keyboard(self, *keys):
         actions = webdriver.ActionChains(browser)
@@ -122,7 +132,7 @@ class StandIn(Page):
     @classmethod
     def setUpClass(cls):
         cls.machine = standin.Machine()
-        cls.address = f"http://127.0.0.1:{standin.serve(cls.machine, os.environ['PAGE_FILES'])}/"
+        cls.address = f"http://127.0.0.1:{standin.serve(cls.machine, FILES)}/"
 
     def setUp(self):
         fresh = standin.Machine()
