@@ -56,6 +56,14 @@ public:
         arguments.Flag("--raw", m_raw, "write the bytes of the response as they are");
     }
 
+    int Prepare(const Context& context) override {
+        if (m_file == "-") {
+            return context.Fail(ExitUsage, "the standard input can go to one machine only; for several keep it in a "
+                                           "file and name that");
+        }
+        return m_raw ? context.FailRaw() : int{ExitOk};
+    }
+
     int Run(const Context& context) override {
         const std::string subject = IndexText(m_address.index);
         if (m_address.subIndex) {

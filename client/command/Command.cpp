@@ -10,7 +10,9 @@
 #include "CommandLine.h"
 #include "Commands.h"
 #include "Completion.h"
+#include "Fleet.h"
 #include "Text.h"
+#include "Tunnel.h"
 
 namespace MdpCommand {
 namespace {
@@ -81,11 +83,11 @@ ExitStatus StatusOf(Mdp::ErrorKind kind) {
 }
 
 // What a user can do about a failure to reach the service, and what no answer means.
-const char* Advice(const Mdp::Error& error) {
+const char* Advice(const Mdp::Error& error, bool isHere) {
     if (error.kind == Mdp::ErrorKind::Timeout) {
         return "; what was asked for may still be done";
     }
-    if (error.kind != Mdp::ErrorKind::Connect) {
+    if (error.kind != Mdp::ErrorKind::Connect || !isHere) {
         return "";
     }
     return error.systemError == EACCES ? "; run mdp as a user who may use the socket"
@@ -118,6 +120,83 @@ std::optional<std::uint32_t> ParseLanguage(const std::string& text) {
     return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
 }
 
+// Runs a command with what it is given, and makes sure that its output is there.
+int RunCommand(Command& command, const Context& context) {
+    int status = ExitLocal;
+    try {
+        status = command.Run(context);
+    } catch (const std::bad_alloc&) {
+        return context.Fail(ExitLocal, "there is not enough memory");
+    } catch (const std::exception& error) {
+        return context.Fail(ExitLocal, error.what());
+    }
+    context.streams.out.flush();
+    if (!context.streams.out && status == ExitOk) {
+        context.streams.err << "mdp: the output could not be written\n";
+        return ExitLocal;
+    }
+    return status;
+}
+
+// Whether the socket of another machine leads to its service: ssh only tells that it is there.
+Mdp::Result<void> CheckService(const Mdp::Client& client, const std::string& socket) {
+    constexpr std::uint16_t deviceType = 0x1000;
+    const auto answer = client.Read(deviceType, 0);
+    if (answer || answer.Error().kind == Mdp::ErrorKind::Object) {
+        return {};
+    }
+    return Mdp::Error{Mdp::ErrorKind::Connect, 0, 0,
+                      "ssh is connected, but the service does not answer at " + socket +
+                          " there; log in as a user who may use that socket, such as root, and make sure that it is "
+                          "running and that sshd forwards to sockets (AllowStreamLocalForwarding)"};
+}
+
+// Runs the command on the machines that the command line names.
+int RunElsewhere(const Program& program, Command& command, const Context& here, const std::vector<std::string>& names) {
+    HostList list = ParseHosts(names);
+    if (!list.wrong.empty()) {
+        return here.Fail(ExitUsage, list.wrong);
+    }
+    if (!IsForwardable(program.client.socketPath)) {
+        return here.Fail(ExitUsage, "--socket: of another machine this must be an absolute path of letters, digits and "
+                                    "./_-+");
+    }
+    if (list.hosts.size() > 1) {
+        if (const int status = command.Prepare(here); status != ExitOk) {
+            return status;
+        }
+    }
+    const FleetOptions options{std::move(list.hosts),
+                               program.client.socketPath,
+                               program.sshOptions,
+                               program.jobs,
+                               Mdp::Milliseconds(static_cast<long long>(program.connectTimeout * 1000)),
+                               here.json};
+    const auto contextFor = [&](const Host& host, const Streams& streams) {
+        Mdp::ClientOptions client = program.client;
+        client.machine = host.Text();
+        Context context{Mdp::Client(client), streams, here.json, here.language, here.jobTimeout};
+        context.noticeAfter = here.noticeAfter;
+        context.host = host.label;
+        return context;
+    };
+    const auto work = [&](const Workplace& place) {
+        Context context = contextFor(place.host, place.streams);
+        Mdp::ClientOptions client = context.client.Options();
+        client.socketPath = place.socket;
+        context.client = Mdp::Client(client);
+        context.report = place.report;
+        if (const auto checked = CheckService(context.client, program.client.socketPath); !checked) {
+            return context.Fail(checked.Error(), context.report != nullptr ? "" : context.host);
+        }
+        return RunCommand(command, context);
+    };
+    const auto failAlone = [&](const Host& host, const std::string& reason) {
+        return contextFor(host, here.streams).Fail(Mdp::Error{Mdp::ErrorKind::Connect, 0, 0, reason}, host.label);
+    };
+    return RunOnHosts(options, here.streams, work, failAlone);
+}
+
 int RunWords(std::vector<std::string> words, Streams streams, Mdp::Milliseconds noticeAfter) {
     if (words.size() > 1 && words[0] == s_completeWord && words[1] == "--") {
         return RunCompletion({words.begin() + 2, words.end()}, streams);
@@ -128,6 +207,13 @@ int RunWords(std::vector<std::string> words, Streams streams, Mdp::Milliseconds 
     const auto language = ParseLanguage(program.language);
     if (line.command != nullptr && !language) {
         line.wrong = "--lang: \"" + program.language + "\" is not en, de or a language identifier such as 1033";
+    }
+    std::vector<std::string> hosts = program.hosts;
+    if (line.command != nullptr && !line.command->NamedHost().empty()) {
+        if (!hosts.empty()) {
+            line.wrong = "the machine is named twice: leave out --host, or " + line.command->NamedHost() + ":";
+        }
+        hosts.push_back(line.command->NamedHost());
     }
     if (!line.wrong.empty()) {
         const Context context{Mdp::Client(program.client), streams, json};
@@ -141,14 +227,9 @@ int RunWords(std::vector<std::string> words, Streams streams, Mdp::Milliseconds 
     if (timeout.count() > 0) {
         program.client.timeout = timeout;
     }
-    const int status =
-        line.command->Run({Mdp::Client(program.client), streams, program.json, *language, timeout, false, noticeAfter});
-    streams.out.flush();
-    if (!streams.out && status == ExitOk) {
-        streams.err << "mdp: the output could not be written\n";
-        return ExitLocal;
-    }
-    return status;
+    ChooseColours(streams, program.colour);
+    const Context context{Mdp::Client(program.client), streams, program.json, *language, timeout, false, noticeAfter};
+    return hosts.empty() ? RunCommand(*line.command, context) : RunElsewhere(program, *line.command, context, hosts);
 }
 
 } // namespace
@@ -157,37 +238,56 @@ std::span<const CommandRow> Commands() {
     return s_commands;
 }
 
-int Context::Fail(const Mdp::Error& error, const std::string& subject) const {
-    if (json) {
-        Json told{{"kind", KindName(error.kind)}};
-        if (!subject.empty()) {
-            told.Add("subject", PrintableText(subject));
-        }
-        if (error.kind == Mdp::ErrorKind::Object) {
-            told.Add("code", HexText(error.code, 8));
-            told.Add("name", Mdp::CodeName(error.code));
-            told.Add("text", Mdp::CodeText(error.code));
-            if (!error.detail.empty()) {
-                told.Add("detail", PrintableText(error.detail));
-            }
-        } else {
-            told.Add("text", PrintableText(error.Message()));
-        }
-        Print({{"error", told}});
-    } else {
-        streams.err << "mdp: " << PrintableText(subject) << (subject.empty() ? "" : ": ")
-                    << MessageOf(error, streams.errInColour) << Advice(error) << '\n';
+void Context::BeginStream() {
+    isStream = true;
+    if (report != nullptr) {
+        report->Tell(ReportKind::Stream, "");
     }
+}
+
+int Context::Fail(const Mdp::Error& error, const std::string& subject) const {
+    const std::string message = PrintableText(subject) + (subject.empty() ? "" : ": ") +
+                                MessageOf(error, streams.errInColour && report == nullptr) +
+                                Advice(error, host.empty());
+    Json told{{"kind", KindName(error.kind)}};
+    if (!subject.empty()) {
+        told.Add("subject", PrintableText(subject));
+    }
+    if (error.kind == Mdp::ErrorKind::Object) {
+        told.Add("code", HexText(error.code, 8));
+        told.Add("name", Mdp::CodeName(error.code));
+        told.Add("text", Mdp::CodeText(error.code));
+        if (!error.detail.empty()) {
+            told.Add("detail", PrintableText(error.detail));
+        }
+    } else {
+        told.Add("text", PrintableText(error.Message()));
+    }
+    TellFailure(message, told);
     return StatusOf(error.kind);
 }
 
 int Context::Fail(ExitStatus status, const std::string& message) const {
-    if (json) {
-        Print({{"error", {{"kind", status == ExitLocal ? "local" : "usage"}, {"text", PrintableText(message)}}}});
-    } else {
-        streams.err << "mdp: " << PrintableText(message) << '\n';
-    }
+    TellFailure(PrintableText(message),
+                {{"kind", status == ExitLocal ? "local" : "usage"}, {"text", PrintableText(message)}});
     return status;
+}
+
+int Context::FailRaw() const {
+    return Fail(ExitUsage, "--raw is for one machine: the bytes of several could not be told apart");
+}
+
+void Context::TellFailure(const std::string& message, const Json& error) const {
+    if (report != nullptr) {
+        report->Tell(ReportKind::Failure, message);
+        if (json) {
+            report->Tell(ReportKind::ErrorObject, error.Text(isStream));
+        }
+    } else if (json) {
+        Print({{"error", error}});
+    } else {
+        streams.err << "mdp: " << message << '\n';
+    }
 }
 
 Mdp::CallOptions Context::JobOptions(const std::string& subject) const {
@@ -202,11 +302,27 @@ Mdp::CallOptions Context::JobOptions(const std::string& subject) const {
 }
 
 void Context::Print(const Json& told) const {
-    streams.out << told.Text(isStream) << '\n';
+    if (report == nullptr) {
+        streams.out << told.Text(isStream) << '\n';
+    } else if (!isStream) {
+        report->Tell(ReportKind::Document, told.Text(false));
+    } else {
+        Json line{{"host", host}};
+        if (told.IsObject()) {
+            line.AddAll(told);
+        } else {
+            line.Add("result", told);
+        }
+        streams.out << line.Text(true) << '\n';
+    }
 }
 
 void Context::Show(const Table& table) const {
-    table.Print(streams);
+    if (report == nullptr || isStream) {
+        table.Print(streams);
+    } else {
+        report->Tell(table);
+    }
 }
 
 int RunMdp(std::vector<std::string> arguments, Streams streams, Mdp::Milliseconds noticeAfter) {

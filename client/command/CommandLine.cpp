@@ -19,10 +19,13 @@ number in decimal digits.
 
 Exit status: 0 done; 1 the service answered with an error code; 2 the command line
 cannot be used; 3 the service cannot be reached, or gave no answer; 4 a file on this
-side could not be read or written; 5 the time of --timeout is over, and the job may go on.)";
+side could not be read or written; 5 the time of --timeout is over, and the job may go on.
+With several machines: 6 the command failed on some; 7 it did not, but some could not be
+reached or gave no answer.)";
 
 constexpr const char* s_commandFooter =
-    "All commands take --socket PATH, --json, --lang LANGUAGE, --color WHEN and --timeout SECONDS.";
+    "All commands take --host [USER@]HOST,..., --socket PATH, --json, --lang LANGUAGE, --color WHEN and\n"
+    "--timeout SECONDS.";
 
 std::string NumberText(double number) {
     std::ostringstream text;

@@ -50,8 +50,10 @@ int RunCompletion(const std::vector<std::string>& words, Streams streams) {
     const ProgramCommand* command = nullptr;
     const Argument* valueOf = nullptr;
     std::vector<std::string> positionals;
+    bool isElsewhere = false;
     for (std::size_t i = 0; i + 1 < words.size(); ++i) {
         const std::string& word = words[i];
+        isElsewhere = isElsewhere || word == "--host" || word.starts_with("--host=");
         if (valueOf != nullptr) {
             if (valueOf->IsNamed("--socket")) {
                 program.client.socketPath = word;
@@ -86,6 +88,10 @@ int RunCompletion(const std::vector<std::string>& words, Streams streams) {
         }
     } else {
         program.client.timeout = s_patience;
+        // What this machine has is none of another's, and a shell that asks must not wait for ssh.
+        if (isElsewhere) {
+            program.client.socketPath.clear();
+        }
         const Context context{Mdp::Client(program.client), streams};
         candidates = command->command->Complete(context, positionals, word);
     }

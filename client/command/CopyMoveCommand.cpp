@@ -42,7 +42,7 @@ public:
                 return context.Fail(ExitUsage, m_destination + ": for several files this must be a directory");
             }
             // With overwriting, a copy empties its destination and a move deletes it: the file itself must not be that.
-            if (AreOneFile(source.path, *destination)) {
+            if (context.host.empty() ? AreOneFile(source.path, *destination) : source.path == *destination) {
                 return context.Fail(ExitUsage, source.path + ": this is the same file as " + *destination);
             }
             if (m_action == FileAction::Copy && source.status.isDirectory) {

@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+
 #include "Completion.h"
 #include "LocalFile.h"
 #include "Progress.h"
@@ -21,16 +23,32 @@ bool IsLocalDirectory(const std::string& path) {
 class GetCommand : public Command {
 public:
     void Declare(Arguments& arguments) override {
-        arguments.Positional("REMOTE", &m_remote, "a file of the machine, or a pattern such as '/var/log/*.log'")
+        arguments.Positional("[HOST:]REMOTE", &m_remote, "a file of the machine, or a pattern such as '/var/log/*.log'")
             .Required()
-            .Take(TakeRemotePath());
+            .Take(TakeHostPath(m_host));
         arguments.Positional("LOCAL", &m_local, "where to put it: a file, a directory or - for the standard output")
             .Take(TakeLocalPath());
         arguments.Flag("--any-length", m_anyLength,
                        "take what arrives even if its length is not the listed one, as with files of /proc");
     }
 
+    std::string NamedHost() const override { return m_host; }
+
+    int Prepare(const Context& context) override {
+        if (m_local == "-" || !IsLocalDirectory(m_local)) {
+            return context.Fail(ExitUsage, m_local + ": name a directory; the files of each machine go to a directory "
+                                                     "of its name in that one");
+        }
+        return ExitOk;
+    }
+
     int Run(const Context& context) override {
+        if (context.report != nullptr) {
+            m_local = JoinPath(m_local, context.host);
+            if (mkdir(m_local.c_str(), 0777) != 0 && errno != EEXIST) {
+                return context.Fail(Mdp::Error{Mdp::ErrorKind::Local, 0, errno, ""}, m_local);
+            }
+        }
         const auto files = FindFiles(context, m_remote);
         if (!files) {
             return context.Fail(files.Error(), m_remote);
@@ -109,6 +127,7 @@ private:
         return bytes;
     }
 
+    std::string m_host;
     std::string m_remote;
     std::string m_local = ".";
     bool m_anyLength = false;

@@ -44,6 +44,8 @@ public:
     void Add(std::string name, Json value);
     void AddAll(const Json& object);
 
+    bool IsObject() const { return std::holds_alternative<Members>(m_value); }
+
     // As text: in one line, or a value a line, two blanks deeper at each level. What could change a terminal or a
     // line is escaped, and bytes that are not UTF-8 are replaced.
     std::string Text(bool inOneLine) const;

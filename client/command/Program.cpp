@@ -21,6 +21,13 @@ Program::Program() {
         .Offer({{"auto", "on a terminal, unless NO_COLOR is set"}, {"always", ""}, {"never", ""}});
     common.Option("--timeout", &timeout, "seconds to wait for an answer (30 if not given) or a job (no limit)")
         .InRange(0.001, 1e9);
+    common.Option("--host", &hosts,
+                  "other machines, reached by ssh: [USER@]HOST[:PORT],... or @FILE with one a line; may be repeated");
+    common.Option("--jobs", &jobs, "how many of several machines at once").InRange(1, 1000).ShowDefault();
+    common.Option("--connect-timeout", &connectTimeout, "seconds for ssh to reach a machine")
+        .InRange(1, 3600)
+        .ShowDefault();
+    common.Option("--ssh-option", &sshOptions, "an option for ssh as behind its -o; may be repeated");
     for (const CommandRow& row : Commands()) {
         commands.emplace_back(row);
     }

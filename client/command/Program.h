@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Arguments.h"
 #include "Command.h"
@@ -31,6 +33,10 @@ struct Program {
     std::string language;
     std::string colour = "auto";
     double timeout = 0; // seconds; 0 if not given
+    std::vector<std::string> hosts;
+    std::uint64_t jobs = 16;
+    double connectTimeout = 15; // seconds
+    std::vector<std::string> sshOptions;
     Arguments common;
     std::deque<ProgramCommand> commands;
 };

@@ -42,9 +42,17 @@ public:
         arguments.Positional("LOCAL", &m_local, "a file of this side, or - for the standard input")
             .Required()
             .Take(TakeLocalPath());
-        arguments.Positional("REMOTE", &m_remote, "where to put it on the machine: a file, or a directory")
+        arguments.Positional("[HOST:]REMOTE", &m_remote, "where to put it on the machine: a file, or a directory")
             .Required()
-            .Take(TakeRemotePath());
+            .Take(TakeHostPath(m_host));
+    }
+
+    std::string NamedHost() const override { return m_host; }
+
+    int Prepare(const Context& context) override {
+        return m_local == "-" ? context.Fail(ExitUsage, "the standard input can go to one machine only; for several "
+                                                        "keep it in a file and put that")
+                              : ExitOk;
     }
 
     int Run(const Context& context) override {
@@ -86,7 +94,7 @@ public:
                                                "the name of a file");
         }
         // The service empties the file before it has got more than the first chunk.
-        if (S_ISREG(status.st_mode) && IsLocalFile(*remote, status)) {
+        if (context.host.empty() && S_ISREG(status.st_mode) && IsLocalFile(*remote, status)) {
             return context.Fail(ExitUsage, m_local + ": this is the same file as " + *remote + " on the machine");
         }
         const auto total = BytesLeft(input.Number(), status);
@@ -122,7 +130,7 @@ private:
         if (*present && (*present)->isDirectory) {
             return Mdp::Error{Mdp::ErrorKind::Object, Mdp::OBJ_E_FAILED, 0, {}};
         }
-        if (IsLocalLink(remote)) {
+        if (context.host.empty() && IsLocalLink(remote)) {
             // A move would replace the link, not what it points to.
             m_aftermath = "the file on the machine may be there in part";
             return Send(context, files, input, remote, remote, total);
@@ -201,6 +209,7 @@ private:
     }
 
     std::string m_local;
+    std::string m_host;
     std::string m_remote;
     std::string m_aftermath; // what a failure leaves on the machine
 };

@@ -20,6 +20,8 @@ public:
         arguments.Flag("--raw", m_raw, "write the bytes of the value as they are").Excludes(complete);
     }
 
+    int Prepare(const Context& context) override { return m_raw ? context.FailRaw() : int{ExitOk}; }
+
     int Run(const Context& context) override {
         if (m_complete) {
             return RunComplete(context);

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 
+#include "HostList.h"
 #include "Text.h"
 
 namespace MdpCommand {
@@ -87,6 +88,16 @@ TakeText TakeRemotePath() {
     return [](std::string& path) {
         path = NormalPath(path);
         return std::string(path.empty() ? "the path is empty" : "");
+    };
+}
+
+TakeText TakeHostPath(std::string& host) {
+    return [&host](std::string& path) {
+        if (auto parts = SplitHostPath(path)) {
+            host = parts->first;
+            path = parts->second;
+        }
+        return TakeRemotePath()(path);
     };
 }
 

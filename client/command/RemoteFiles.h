@@ -20,6 +20,8 @@ Mdp::Result<Mdp::FileServices> FindFiles(const Context& context, const std::stri
 // For arguments that take a path: an empty one is a usage error, and a path of the machine becomes its NormalPath.
 TakeText TakeLocalPath();
 TakeText TakeRemotePath();
+// The same with HOST: in front, which goes to the host.
+TakeText TakeHostPath(std::string& host);
 
 // The path in one spelling of the many that the service takes for the same: with slashes for backslashes, each alone,
 // and no "." between them. A trailing slash, which stands for a directory, stays.

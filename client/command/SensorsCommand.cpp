@@ -60,7 +60,9 @@ public:
 
     int Run(const Context& given) override {
         Context context = given;
-        context.isStream = m_watch;
+        if (m_watch) {
+            context.BeginStream();
+        }
         const auto modules = context.client.ListModules();
         if (!modules) {
             return context.Fail(modules.Error(), "listing the modules");

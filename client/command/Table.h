@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,6 +20,8 @@ struct Cell {
 
     std::string text;
     Style style = Style::Plain;
+
+    bool operator==(const Cell&) const = default;
 };
 
 // Columns of texts, as wide as their widest cell, with two blanks between them and none at the end of a line.
@@ -38,6 +41,13 @@ public:
     void NameColumn(std::size_t column) { m_names = column; }
 
     void Print(const Streams& streams) const;
+
+    // The header, then the rows; a title is a row with one cell.
+    const std::vector<std::vector<Cell>>& Rows() const { return m_rows; }
+
+    const std::vector<std::size_t>& RightColumns() const { return m_right; }
+
+    std::optional<std::size_t> NameColumn() const { return m_names == s_none ? std::nullopt : std::optional(m_names); }
 
 private:
     static constexpr std::size_t s_none = static_cast<std::size_t>(-1);

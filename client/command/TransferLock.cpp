@@ -9,7 +9,7 @@ Mdp::Result<void> TransferLock::Wait(const Context& context, const char* directi
     const auto tell = [&] {
         context.streams.err << "mdp: waiting for another mdp " << direction << " to end" << std::endl;
     };
-    if (!m_turn.Wait(context.client.Options().socketPath, direction, limit, tell)) {
+    if (!m_turn.Wait(context.client.Options(), direction, limit, tell)) {
         return Mdp::Error{Mdp::ErrorKind::Timeout, 0, 0, "another mdp moves files for longer than --timeout"};
     }
     return {};

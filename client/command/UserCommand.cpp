@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <optional>
 #include <ostream>
 
 #include "Accounts.h"
@@ -33,24 +34,24 @@ public:
             .InRange(0, 1 << 20);
     }
 
+    int Prepare(const Context& context) override {
+        const int status = CheckWords(context);
+        return status == ExitOk && TakesPassword() ? AskPasswords(context) : status;
+    }
+
     int Run(const Context& context) override {
-        const bool lists = m_action.empty() || m_action == "list";
-        if (lists != m_user.empty()) {
-            return context.Fail(ExitUsage, lists ? "the list takes no name; mdp user groups USER shows one user"
-                                                 : "name the user: mdp user " + m_action + " USER");
+        if (const int status = CheckWords(context); status != ExitOk) {
+            return status;
         }
-        const bool takesPassword = m_action == "add" || m_action == "passwd";
-        if (m_descriptor != s_noDescriptor && !takesPassword) {
-            return context.Fail(ExitUsage, "--password-fd is for add and passwd");
-        }
-        if (takesPassword) {
-            return m_action == "add" ? Add(context) : ChangePassword(context);
+        if (TakesPassword()) {
+            const int status = m_password ? int{ExitOk} : AskPasswords(context);
+            return status == ExitOk ? SendPasswords(context) : status;
         }
         if (m_action == "del") {
             return CallAccountService(context, AccountService::DeleteUser, {&m_user, &s_noText}, m_user,
                                       "deleted; the home directory stays");
         }
-        return lists ? List(context) : ShowGroups(context);
+        return Lists() ? List(context) : ShowGroups(context);
     }
 
     std::vector<Candidate> Complete(const Context& context, const std::vector<std::string>& positionals,
@@ -71,6 +72,49 @@ private:
 
     PasswordSource Source() const {
         return PasswordSource(m_descriptor == s_noDescriptor ? std::nullopt : std::optional(m_descriptor));
+    }
+
+    bool Lists() const { return m_action.empty() || m_action == "list"; }
+
+    bool TakesPassword() const { return m_action == "add" || m_action == "passwd"; }
+
+    int CheckWords(const Context& context) const {
+        if (Lists() != m_user.empty()) {
+            return context.Fail(ExitUsage, Lists() ? "the list takes no name; mdp user groups USER shows one user"
+                                                   : "name the user: mdp user " + m_action + " USER");
+        }
+        if (m_descriptor != s_noDescriptor && !TakesPassword()) {
+            return context.Fail(ExitUsage, "--password-fd is for add and passwd");
+        }
+        return ExitOk;
+    }
+
+    int AskPasswords(const Context& context) {
+        const bool changes = m_action == "passwd";
+        std::string wrong;
+        if (changes) {
+            auto old = Source().Ask("Old password of " + m_user + ": ", wrong);
+            if (!old) {
+                return context.Fail(ExitUsage, wrong);
+            }
+            m_oldPassword.emplace(std::move(*old));
+        }
+        auto password = Source().AskNew((changes ? "New password of " : "Password for ") + m_user + ": ", wrong);
+        if (!password) {
+            return context.Fail(ExitUsage, wrong);
+        }
+        m_password.emplace(std::move(*password));
+        return ExitOk;
+    }
+
+    int SendPasswords(const Context& context) const {
+        if (m_action == "add") {
+            return CallAccountService(context, AccountService::AddUser, {&m_user, &s_noText, &m_password->Bytes()},
+                                      m_user, "added");
+        }
+        return CallAccountService(context, AccountService::ChangePassword,
+                                  {&m_user, &s_noText, &m_oldPassword->Bytes(), &m_password->Bytes()}, m_user,
+                                  "password changed");
     }
 
     static int List(const Context& context) {
@@ -117,30 +161,11 @@ private:
         return ExitOk;
     }
 
-    int Add(const Context& context) const {
-        std::string wrong;
-        const auto password = Source().AskNew("Password for " + m_user + ": ", wrong);
-        if (!password) {
-            return context.Fail(ExitUsage, wrong);
-        }
-        return CallAccountService(context, AccountService::AddUser, {&m_user, &s_noText, &password->Bytes()}, m_user,
-                                  "added");
-    }
-
-    int ChangePassword(const Context& context) const {
-        std::string wrong;
-        const auto old = Source().Ask("Old password of " + m_user + ": ", wrong);
-        const auto password = old ? Source().AskNew("New password of " + m_user + ": ", wrong) : std::nullopt;
-        if (!password) {
-            return context.Fail(ExitUsage, wrong);
-        }
-        return CallAccountService(context, AccountService::ChangePassword,
-                                  {&m_user, &s_noText, &old->Bytes(), &password->Bytes()}, m_user, "password changed");
-    }
-
     std::string m_action;
     std::string m_user;
     std::uint64_t m_descriptor = s_noDescriptor;
+    std::optional<Secret> m_oldPassword;
+    std::optional<Secret> m_password;
 };
 
 } // namespace

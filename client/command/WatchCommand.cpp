@@ -35,7 +35,7 @@ public:
 
     int Run(const Context& given) override {
         Context context = given;
-        context.isStream = true;
+        context.BeginStream();
         std::vector<EntryView> entries;
         for (const std::string& word : m_words) {
             const auto address = ParseAddress(word);

@@ -525,7 +525,7 @@ Result<ServiceView> Client::FetchResponse(std::uint16_t index, std::uint32_t cap
 
 Result<ServiceResponse> Client::CallService(std::uint16_t index, ByteView request, const CallOptions& options) const {
     Turn turn;
-    if (!turn.Wait(m_options.socketPath, TurnName(index), options.busyTimeout)) {
+    if (!turn.Wait(m_options, TurnName(index), options.busyTimeout)) {
         return ObjectError(OBJ_E_BUSY);
     }
     if (const Result<void> begun = BeginService(index, std::span(&request, 1), options); !begun) {

@@ -184,7 +184,7 @@ Result<ByteView> FileServices::Finish(unsigned service, std::uint32_t capacity, 
 Result<Bytes> FileServices::Call(unsigned service, ByteView request, std::uint32_t capacity) const {
     Turn turn;
     const std::string name = TurnName(m_module.Service(service));
-    if (!turn.Wait(m_client.Options().socketPath, name, m_options.busyTimeout)) {
+    if (!turn.Wait(m_client.Options(), name, m_options.busyTimeout)) {
         return Error{ErrorKind::Object, OBJ_E_BUSY, 0, {}};
     }
     if (const Result<void> begun = Begin(service, std::span(&request, 1)); !begun) {

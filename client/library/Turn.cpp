@@ -87,4 +87,11 @@ bool Turn::Wait(const std::string& socketPath, const std::string& name, std::opt
     return true;
 }
 
+bool Turn::Wait(const ClientOptions& options, const std::string& name, std::optional<Milliseconds> atMost,
+                const std::function<void()>& waiting) {
+    // The directory of a socket that leads elsewhere may be this program's alone.
+    return options.machine.empty() ? Wait(options.socketPath, name, atMost, waiting)
+                                   : Wait("", options.machine + "-" + name, atMost, waiting);
+}
+
 } // namespace Mdp

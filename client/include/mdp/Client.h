@@ -36,6 +36,9 @@ struct ClientOptions {
     Milliseconds timeout{30000};               ///< for one whole transaction; 0 waits for ever
     std::uint32_t readCapacity = 494;          ///< first read buffer in bytes; it grows when the value is longer
     std::uint32_t maximumCapacity = 64U << 20; ///< the buffer grows up to here
+    /// Where the socket leads to another machine: a name for it, without slashes. Programs that give the same one take
+    /// turns there (Turn.h) although their sockets are not the same.
+    std::string machine = {};
 };
 
 /// The outcome of a complete read. A failure at a later entry leaves the bytes of the entries before it.

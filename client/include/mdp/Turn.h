@@ -23,6 +23,9 @@ public:
     /// it is not there after a second. Where there is no such directory nobody waits.
     bool Wait(const std::string& socketPath, const std::string& name, std::optional<Milliseconds> atMost,
               const std::function<void()>& waiting = {});
+    /// The same at the service that a client with these options reaches.
+    bool Wait(const ClientOptions& options, const std::string& name, std::optional<Milliseconds> atMost,
+              const std::function<void()>& waiting = {});
 
 private:
     int m_descriptor = -1;
