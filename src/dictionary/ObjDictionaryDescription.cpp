@@ -3,11 +3,13 @@
 
 #include "dictionary/ObjDictionary.h"
 #include "dictionary/SdoValueInfo.h"
+#include "host/DataFiles.h"
 #include "log/Logger.h"
+#include "platform/StringHelper.h"
 
 namespace {
 
-constexpr const wchar_t* STRING_TABLE_FILE = L"/usr/local/bin/mdpmessage.xml";
+constexpr const char* STRING_TABLE_FILE = "/usr/local/bin/mdpmessage.xml";
 
 constexpr unsigned int COUNTS_SIZE = 10;
 constexpr std::uint64_t NOT_PRESENT = ~std::uint64_t{0};
@@ -192,7 +194,8 @@ ObjResult CObjDictionary::GetEntryDescription(unsigned short index, unsigned cha
 std::string CObjDictionary::FindText(std::int64_t nameId, unsigned int language) {
     CSectionLock lock(m_strings.Section());
     if (m_strings.IsEmpty()) {
-        CMdpStringTable::LoadXmlStringTable(STRING_TABLE_FILE, &m_strings);
+        CMdpStringTable::LoadXmlStringTable(CStringHelper::AnsiToWide(Host::FindDataFile(STRING_TABLE_FILE)).c_str(),
+                                            &m_strings);
         StartCleanupTimer();
     }
     const char* text = m_strings.GetString(nameId, language);

@@ -7,6 +7,7 @@
 
 #include "hardware/drives/CSmartDeviceDescription.h"
 #include "hardware/drives/DriveResult.h"
+#include "host/DataFiles.h"
 #include "host/WholeFile.h"
 #include "log/Logger.h"
 #include "platform/StringHelper.h"
@@ -69,10 +70,11 @@ CXmlSmartDescription::CXmlSmartDescription() : m_document(std::make_unique<TDocu
 CXmlSmartDescription::~CXmlSmartDescription() = default;
 
 std::uint32_t CXmlSmartDescription::LoadXML() {
+    const std::string path = Host::FindDataFile(FILE_PATH);
     std::string content;
-    const int error = Host::ReadWholeFile(FILE_PATH, content);
+    const int error = Host::ReadWholeFile(path, content);
     if (error != 0 || !m_document->xml.load_buffer(content.data(), content.size())) {
-        g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "(%d) Could not load xml-file \"%s\"", error, FILE_PATH);
+        g_pLogger->LogMsg(LOG_SEVERITY_ERROR, "(%d) Could not load xml-file \"%s\"", error, path.c_str());
         m_document->xml.reset(); // of the entries before the place that is wrong
         return DRIVE_E_FAILED;
     }

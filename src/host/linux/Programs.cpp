@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "host/linux/InstalledTree.h"
+
 namespace Host {
 
 namespace {
@@ -12,14 +14,8 @@ namespace {
 // Empty when the executable cannot be told, so that no path is put through a tree.
 const std::string& AdaptersTree() {
     // Never destroyed: threads that the end of the process ends still ask for it.
-    static const std::string& s_tree = *[] {
-        std::error_code error;
-        const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
-        if (error) {
-            return new std::string;
-        }
-        return new std::string(executable.parent_path().parent_path() / "libexec/sylvarin/adapters");
-    }();
+    static const std::string& s_tree =
+        *new std::string(InstalledTree().empty() ? "" : InstalledTree() / "libexec/sylvarin/adapters");
     return s_tree;
 }
 
