@@ -4,9 +4,11 @@
 # lldb look for it; who does not need it leaves the files out.
 include_guard()
 
+option(SYLVARIN_SPLIT_DEBUG "Strip what is installed, and keep the debug information beside it" ON) # packagers do it their way
+
 function(sylvarin_install_program TARGET)
     install(TARGETS ${TARGET} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-    if(NOT CMAKE_OBJCOPY)
+    if(NOT CMAKE_OBJCOPY OR NOT SYLVARIN_SPLIT_DEBUG)
         return()
     endif()
     install(CODE "
@@ -22,7 +24,7 @@ endfunction()
 
 function(sylvarin_install_archive TARGET)
     install(TARGETS ${TARGET} ${ARGN} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    if(NOT CMAKE_STRIP)
+    if(NOT CMAKE_STRIP OR NOT SYLVARIN_SPLIT_DEBUG)
         return()
     endif()
     install(CODE "
