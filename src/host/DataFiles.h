@@ -7,8 +7,9 @@
 namespace Host {
 
 // The path to read for an absolute path. Elsewhere than on FreeBSD, a file that is not there is taken from
-// ../share/sylvarin beside the executable's directory, where that has one of the name: packages of the system may not put
-// files below /usr/local, which is the administrator's, whose file counts first. If neither is there, the path itself.
+// ../share/sylvarin beside the executable's directory, where that has one of the name: packages of the system may not
+// put files below /usr/local, which is the administrator's, whose file counts first. If neither is there, the path
+// itself.
 std::string FindDataFile(const std::string& path);
 
 } // namespace Host
