@@ -19,6 +19,7 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select, WebDriverWait
 
+import realmachine
 import standin
 
 FILES = Path(os.environ["PAGE_BUILD"]) / "share/sylvarin/gateway"
@@ -436,6 +437,95 @@ class StandIn(Page):
         # A view by its link tells where the reader is now.
         self.one('#views a[href="#/users"]').send_keys(Keys.ENTER)
         self.until(lambda: browser.execute_script("return document.activeElement.tagName") == "H1", "the focus stays behind")
+
+
+class Real(Page):
+    """The page at the real service, through the real gateway."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.machine = realmachine.RealMachine()
+        cls.address = cls.machine.address
+
+    @classmethod
+    def tearDownClass(cls):
+        statuses = cls.machine.stop()
+        if statuses != (0, 0):
+            raise AssertionError(f"gateway and service ended with {statuses}")
+
+    def sign_in(self):
+        if self.one("[data-action=signout]") is not None:
+            return
+        self.click("Sign in")
+        self.until(lambda: self.one("dialog[open] input[name=user]") is not None, "no dialog")
+        self.keyboard(realmachine.EDITOR, Keys.TAB, realmachine.PASSWORD, Keys.ENTER)
+        self.until(lambda: self.one("[data-action=signout]") is not None, self.text("dialog"))
+
+    def write(self, button, value):
+        self.click(button)
+        self.until(lambda: self.one("dialog[open] input") is not None, "no dialog")
+        field = self.one("dialog input")
+        field.clear()
+        field.send_keys(value)
+        self.click("Write")
+        self.until(lambda: self.one("dialog[open]") is None, f"the dialog stays: {self.text('dialog')}")
+
+    def test_1_every_view_shows_the_scenario(self):
+        expected = {
+            "overview": ["IPC-4711", "SN-0815-4711", "MSA18470001A2F3B", "running"],
+            "sensors": ["CPU fan", "12V", "CB3065", "UPS0"],
+            "drives": ["Samsung 970 EVO Plus 250 GB", "63\u00a0%", "3\u00a0%", "Seagate Constellation ES.3 1 TB", "tank"],
+            "network": ["em0", "192.168.10.20", "02:00:00:00:10:20"],
+            "time": ["UTC"],
+            "outputs": ["Us1"],
+            "users": [realmachine.EDITOR, "editors"],
+            "software": [],
+            "runtime": ["5.8.15.47.1.1", "press.example"],
+            "dictionary": ["0x8001", "Network settings", "0x1018"],
+        }
+        self.show("overview")
+        for view, texts in expected.items():
+            with self.subTest(view=view):
+                self.go(view)
+                for text in texts:
+                    self.until_text(text, "body")
+                self.screenshot(f"real-{view}")
+        self.assertEqual(self.errors(), [])
+
+    def test_2_a_value_that_changes_changes_on_the_page(self):
+        self.show("sensors")
+        self.until_text("Case fan")
+        self.machine.change_scenario("reading = 1180 | 1175 | 1190", "reading = 777")
+        self.until_text("777\u00a0rpm")
+
+    def test_3_without_signing_in_nothing_can_be_changed(self):
+        self.show("network")
+        self.until_text("192.168.10.20")
+        self.assertIsNone(self.one("[data-action=edit]"))
+
+    def test_4_an_address_reaches_rc_conf(self):
+        self.show("network")
+        self.sign_in()
+        self.until(lambda: self.one("[data-action=edit]") is not None, "nothing can be changed")
+        self.write("Change em0 Address", "192.168.10.27")
+        self.until(lambda: "192.168.10.27" in Path("/etc/rc.conf").read_text(), "not in /etc/rc.conf")
+        self.until_text("192.168.10.27")
+
+    def test_5_the_name_of_the_machine_is_changed(self):
+        self.show("overview")
+        self.sign_in()
+        self.write("Change Name", "press-7")
+        self.until_text("press-7", "#name")
+        self.assertEqual(os.uname().nodename, "press-7")
+
+    def test_6_a_service_that_restarts_is_told_and_comes_back(self):
+        self.show("sensors")
+        self.until_text("Case fan")
+        self.machine.stop_service()
+        self.until_text("does not answer", "#banner")
+        self.machine.start_service()
+        self.until(lambda: self.text("#banner") == "", "the page does not come back")
+        self.until_text("Case fan")
 
 
 if __name__ == "__main__":
