@@ -17,7 +17,7 @@ function findings({ health }) {
                   'ul',
                   { class: 'findings' },
                   health.findings.map(({ severity, subject, text: words, view }) =>
-                      h('li', { class: severity }, h('span', { class: 'words' }, h('strong', {}, said(subject)), ' ', said(words), ' ', link(view))),
+                      h('li', { class: severity }, h('span', { class: 'words' }, words.includes(subject) ? null : [h('strong', {}, said(subject)), ' '], said(words), ' ', link(view))),
                   ),
               ),
     );
