@@ -1,6 +1,7 @@
-// Everything at once, for as long as SOAK_SECONDS says: mixed frames, writes, modules asleep and awake, transfers,
-// clients that die or say nothing, descriptors and threads short, a log daemon that hangs, stops and kills of the
-// service. scripts/soak runs it for long; the suite for a few seconds. At its end it tells what was done.
+// Everything at once, for as long as SOAK_SECONDS says, on a machine with a board, drives, pools and a runtime: mixed
+// frames, all modules read, written, asleep and awake, accounts and settings changed, transfers, clients that die or
+// say nothing, descriptors and memory short, devices that go, a log daemon that hangs, stops and kills of the service.
+// scripts/soak runs it for long; the suite for a few seconds. At its end it tells what was done and what held.
 
 #include <sys/resource.h>
 
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <mutex>
 #include <random>
@@ -36,7 +38,7 @@ std::chrono::seconds SoakTime() {
     return std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 8);
 }
 
-// What was done how often; any thread.
+// What was done how often, and what was true then; any thread.
 class Report {
 public:
     void Count(const std::string& what, unsigned long times = 1) {
@@ -44,10 +46,21 @@ public:
         m_counts[what] += times;
     }
 
+    // Something that was promised; a failure of the test where it is not so.
+    void Hold(const std::string& what, bool holds, const std::string& seen = "") {
+        EXPECT_TRUE(holds) << what << "\n" << seen;
+        const std::lock_guard lock(m_mutex);
+        m_held.emplace_back(what, holds);
+    }
+
     void Print() const {
         std::printf("What was done:\n");
         for (const auto& [what, times] : m_counts) {
             std::printf("%12lu  %s\n", times, what.c_str());
+        }
+        std::printf("What held at the end:\n");
+        for (const auto& [what, holds] : m_held) {
+            std::printf("%12s  %s\n", holds ? "yes" : "NO", what.c_str());
         }
         std::fflush(stdout);
     }
@@ -55,11 +68,41 @@ public:
 private:
     std::mutex m_mutex;
     std::map<std::string, unsigned long> m_counts;
+    std::vector<std::pair<std::string, bool>> m_held;
 };
 
 bool Shell(const std::string& script) {
     return std::system(("exec >/dev/null 2>&1; " + script).c_str()) == 0;
 }
+
+std::string Output(const std::string& script) {
+    Shell("(" + script + ") >/tmp/soak-answer 2>&1");
+    std::ifstream file("/tmp/soak-answer");
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void SetScenario(const std::string& text) {
+    std::ofstream("/run/machine/scenario.new") << text;
+    fs::rename("/run/machine/scenario.new", "/run/machine/scenario");
+}
+
+std::string Board() {
+    std::ifstream file(SYLVARIN_BOARD);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// What shows all that a module has.
+constexpr std::array<const char*, 17> s_readers = {
+    "modules", "sensors", "gpio", "ups",  "drives", "discs",        "runtime",    "routes",     "time",
+    "zone",    "ntp",     "net",  "user", "group",  "zone list E*", "net --json", "read 0x1008"};
+
+// Pairs of which the second takes back what the first has done.
+constexpr std::array<std::array<const char*, 2>, 4> s_changes = {{
+    {"gpio set 5 1", "gpio set 5 0"},
+    {"zone set Europe/Berlin", "zone set UTC"},
+    {"ntp set 192.168.10.1", "ntp set off"},
+    {"net set em1 --address 192.168.20.77 --mask 255.255.255.0 --dns 9.9.9.9", "net set em1 --dhcp --dns none"},
+}};
 
 Bytes ReadOf(unsigned index, unsigned subIndex, unsigned flags) {
     constexpr std::size_t room = 4096;
@@ -79,13 +122,107 @@ protected:
 
     void SetUp() override {
         fs::create_directories("/usr/local/bin");
-        fs::copy_file(SYLVARIN_MESSAGES, "/usr/local/bin/mdpmessage.xml", fs::copy_options::overwrite_existing);
+        for (const char* file : {"mdpmessage.xml", "mdpdrive.xml"}) {
+            fs::copy_file(SYLVARIN_DATA + std::string("/") + file, std::string("/usr/local/bin/") + file,
+                          fs::copy_options::overwrite_existing);
+        }
+        fs::copy_file(SYLVARIN_RUNTIME_LIBRARIES "/plain/libZmKorDll.so", "/usr/lib/libZmKorDll.so");
+        SetScenario(Board());
+        ASSERT_TRUE(Shell(SYLVARIN_ENTER_DRIVES));
+        m_settings = Output("grep -vE '^(hostname|ifconfig_em1|defaultrouter|ntpd_)' /etc/rc.conf");
         StartService();
+        const std::string modules = Output(SYLVARIN_MDP " modules");
+        for (const char* module :
+             {"em0", "em1", "Zelmora", "DiskManagement", "CPU0", "Software", "MassStorageMonitoring", "FSO", "UPS0",
+              "OperatingSystem", "Memory", "User Management", "Time", "CPU fan", "Case fan", "MAINBOARD", "IO"}) {
+            EXPECT_NE(modules.find(module), std::string::npos) << module << "\n" << modules;
+        }
     }
 
     void StartService() {
-        m_service = std::make_unique<ServiceUnderTest>();
+        const char* path = std::getenv("PATH");
+        m_service = std::make_unique<ServiceUnderTest>(
+            ServiceStart{{"-nof"},
+                         "sylvarin",
+                         {"LD_PRELOAD=" SYLVARIN_SIMULATED_DEVICES,
+                          "PATH=" SYLVARIN_POOLS ":" + std::string(path != nullptr ? path : "/usr/bin:/bin")}});
         ASSERT_TRUE(m_service->WaitUntilAnswering()) << m_service->Output();
+    }
+
+    // While one of these lives, something that the service needs is short or gone: it may refuse, but not more.
+    class Trouble {
+    public:
+        explicit Trouble(SoakTest& test) : m_test(test) { ++m_test.m_troubles; }
+
+        ~Trouble() { ++m_test.m_troubles; }
+
+        Trouble(const Trouble&) = delete;
+        Trouble& operator=(const Trouble&) = delete;
+
+    private:
+        SoakTest& m_test;
+    };
+
+    // Whether there has been no trouble since.
+    bool IsCalmSince(unsigned troubles) const { return troubles % 2 == 0 && m_troubles == troubles; }
+
+    // A command that must succeed where nothing lacks.
+    void Mdp(const std::string& arguments, const std::string& output) {
+        const unsigned troubles = m_troubles;
+        if (!Shell("timeout 100 " SYLVARIN_MDP " " + arguments + " >" + output + " 2>&1") && IsCalmSince(troubles)) {
+            std::ifstream file(output);
+            ADD_FAILURE() << arguments << "\n" << std::string{std::istreambuf_iterator<char>(file), {}};
+        }
+    }
+
+    void ReadModules(Random& random) {
+        Mdp(s_readers[random() % s_readers.size()], "/tmp/soak-read");
+        m_report.Count("modules shown");
+        if (random() % 10 == 0) {
+            Mdp("tree", "/tmp/soak-read");
+            m_report.Count("whole dictionaries shown");
+        }
+    }
+
+    void ChangeModules(Random& random) {
+        const auto& change = s_changes[random() % s_changes.size()];
+        Mdp(change[0], "/tmp/soak-change");
+        Mdp(change[1], "/tmp/soak-change");
+        m_report.Count("settings changed", 2);
+    }
+
+    void ChangeRoutes(Random& random) {
+        const std::string name = "soak" + std::to_string(random() % 100);
+        Mdp("routes add " + name + " 192.168.10.9 5.8.15.99.1.1", "/tmp/soak-route");
+        Mdp("routes del " + name, "/tmp/soak-route");
+        m_report.Count("routes added and deleted");
+    }
+
+    void ChangeAccounts(Random& random) {
+        const std::string user = "soak" + std::to_string(random() % 1000);
+        const unsigned troubles = m_troubles;
+        const std::string passwords = " --password-fd 3 3<<END\nfirst\nsecond\nEND\n";
+        for (const std::string& step :
+             {"user add " + user + " --password-fd 3 3<<END\nfirst\nEND\n", "user passwd " + user + passwords,
+              "group add g" + user, "group join g" + user + " " + user, "group del g" + user, "user del " + user}) {
+            // The text behind << ends with the line: the outputs go in front.
+            if (!Shell("exec >/tmp/soak-account 2>&1; timeout 100 " SYLVARIN_MDP " " + step) && IsCalmSince(troubles)) {
+                ADD_FAILURE() << step << Output("cat /tmp/soak-account");
+            }
+        }
+        Shell("userdel " + user + "; groupdel g" + user + "; rm -rf /home/" + user);
+        m_report.Count("accounts made, changed and deleted");
+    }
+
+    // Devices and runtime go and come back.
+    void TakeDevices() {
+        const Trouble trouble(*this);
+        SetScenario("[hwapi]\npresent = no\n[runtime]\nrouter = down\n");
+        std::this_thread::sleep_for(500ms);
+        SetScenario(Board());
+        // What has gone is looked for again within a tick of its module.
+        std::this_thread::sleep_for(6s);
+        m_report.Count("times the devices and the runtime were gone");
     }
 
     bool IsTimeLeft() const { return Clock::now() < m_end && !HasFailure(); }
@@ -109,12 +246,14 @@ protected:
 
     void ReadAndDescribe(Random& random) {
         ASSERT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
-        static constexpr std::array<unsigned, 10> indexes = {0x1008, 0x1018, 0xF000, 0xF020, 0xF060,
-                                                             0x8001, 0x8011, 0x8021, 0x8051, 0x8061};
-        const Bytes answer = WireClient::Transact(
-            ReadOf(indexes[random() % indexes.size()], static_cast<unsigned>(random() % 6), random() % 2 != 0 ? 1 : 0));
+        static constexpr std::array<unsigned, 5> indexes = {0x1008, 0x1018, 0xF000, 0xF020, 0xF060};
+        const unsigned index = random() % 4 == 0 ? indexes[random() % indexes.size()]
+                                                 : 0x8000 + static_cast<unsigned>(random() % (24 * 16));
+        const unsigned troubles = m_troubles;
+        const Bytes answer =
+            WireClient::Transact(ReadOf(index, static_cast<unsigned>(random() % 6), random() % 2 != 0 ? 1 : 0));
         ASSERT_TRUE(IsWholeReply(answer)) << ToHex(answer);
-        ASSERT_FALSE(answer.empty());
+        ASSERT_TRUE(!answer.empty() || !IsCalmSince(troubles));
         m_report.Count("reads", 2);
     }
 
@@ -129,8 +268,11 @@ protected:
     }
 
     void WriteNames(Random& random) {
+        const unsigned troubles = m_troubles;
         const Bytes answer = WireClient::Transact(WriteName("box-" + std::to_string(random() % 1000)));
-        ASSERT_EQ(answer, "12 00 00 00  00 00  08 10  00  00  00 00 00 00 00 00 00 00  00 00 00 00"_hex);
+        if (IsCalmSince(troubles)) {
+            ASSERT_EQ(answer, "12 00 00 00  00 00  08 10  00  00  00 00 00 00 00 00 00 00  00 00 00 00"_hex);
+        }
         m_report.Count("writes");
         std::this_thread::sleep_for(50ms);
     }
@@ -150,7 +292,8 @@ protected:
     }
 
     void KillClients(Random& random) {
-        static constexpr std::array<const char*, 2> commands = {"tree", "modules"};
+        static constexpr std::array<const char*, 6> commands = {"tree",    "modules", "drives",
+                                                                "sensors", "user",    "ls /etc"};
         Shell(std::string("timeout -s KILL 0.0") + std::to_string(1 + random() % 9) + " " SYLVARIN_MDP " " +
               commands[random() % commands.size()]);
         m_report.Count("clients killed or done");
@@ -170,6 +313,7 @@ protected:
         if (std::string(SYLVARIN_SANITIZERS).find("undefined") != std::string::npos) {
             return; // it needs descriptors itself, and calls what it cannot look at broken
         }
+        const Trouble trouble(*this);
         rlimit before{};
         ASSERT_EQ(prlimit(m_service->Pid(), RLIMIT_NOFILE, nullptr, &before), 0);
         rlimit few = before;
@@ -191,6 +335,7 @@ protected:
         if (*SYLVARIN_SANITIZERS != '\0') {
             return;
         }
+        const Trouble trouble(*this);
         rlimit before{};
         ASSERT_EQ(prlimit(m_service->Pid(), RLIMIT_AS, nullptr, &before), 0);
         std::ifstream statm("/proc/" + std::to_string(m_service->Pid()) + "/statm");
@@ -238,9 +383,39 @@ protected:
         StartService();
     }
 
+    void CheckWhatHeld() {
+        m_report.Hold("the service answered right",
+                      WireClient::Transact(ReadDeviceType) == DeviceTypeAnswer && Shell(SYLVARIN_MDP " tree"));
+        const auto eventually = [](const auto& holds) {
+            const auto end = Clock::now() + 60s;
+            while (!holds() && Clock::now() < end) {
+                std::this_thread::sleep_for(100ms);
+            }
+            return holds();
+        };
+        const auto usage = [this] {
+            return std::to_string(m_service->CurrentUsage().threads) + " threads, " +
+                   std::to_string(m_service->CurrentUsage().descriptors) + " descriptors";
+        };
+        m_report.Hold("threads and descriptors of clients went with them", m_service->WaitForUsage({40, 48}), usage());
+        m_report.Hold("no program that the service started was left",
+                      eventually([&] { return !Shell("pgrep -P " + std::to_string(m_service->Pid())); }),
+                      Output("ps -ef"));
+        const std::string edits = Output("ls -d /etc/.*.new* /etc/*.lock 2>/dev/null | grep -v pwd.lock");
+        m_report.Hold("no file of an edit was left", edits.empty(), edits);
+        m_report.Hold("rc.conf has every line that nobody changed",
+                      Output("grep -vE '^(hostname|ifconfig_em1|defaultrouter|ntpd_)' /etc/rc.conf") == m_settings,
+                      Output("cat /etc/rc.conf"));
+        m_report.Hold("the account database is sound", Shell("pwck -rq && grpck -r"), Output("pwck -r; grpck -r"));
+        m_report.Hold("the service stopped in good order", m_service->Stop().exitStatus == 0, m_service->Output());
+        m_report.Hold("no sanitizer found anything", ServiceUnderTest::SanitizerReports().empty());
+    }
+
     std::unique_ptr<ServiceUnderTest> m_service;
     Report m_report;
-    std::shared_mutex m_present; // held by those who need the service to stay
+    std::atomic<unsigned> m_troubles{0}; // odd while there is one
+    std::string m_settings;              // lines of rc.conf that nobody changes
+    std::shared_mutex m_present;         // held by those who need the service to stay
     Clock::time_point m_end = Clock::now() + SoakTime();
     std::vector<std::thread> m_threads;
 };
@@ -257,11 +432,20 @@ TEST_F(SoakTest, AllAtOnceTheServiceAnswersRightAndGoesOn) {
     Repeat([this](Random& random) { Transfer(random); });
     Repeat([this](Random& random) { KillClients(random); });
     Repeat([this](Random& random) { SaySilent(random); });
+    for (int i = 0; i < 2; ++i) {
+        Repeat([this](Random& random) { ReadModules(random); });
+    }
+    Repeat([this](Random& random) { ChangeModules(random); });
+    Repeat([this](Random& random) { ChangeRoutes(random); });
+    Repeat([this](Random& random) { ChangeAccounts(random); });
     for (unsigned round = 0; IsTimeLeft(); ++round) {
         Random random(round);
         TakeDescriptors();
         HangTheLog();
         TakeMemory(random);
+        if (round % 3 == 2) {
+            TakeDevices();
+        }
         StopAndStart(round % 4 == 3);
         // Long enough for the modules to sleep, now and then.
         if (round % 50 == 49) {
@@ -277,9 +461,6 @@ TEST_F(SoakTest, AllAtOnceTheServiceAnswersRightAndGoesOn) {
         thread.join();
     }
 
-    EXPECT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
-    EXPECT_TRUE(m_service->WaitForUsage({12, 24}))
-        << m_service->CurrentUsage().threads << " threads, " << m_service->CurrentUsage().descriptors << " descriptors";
-    EXPECT_EQ(m_service->Stop().exitStatus, 0) << m_service->Output();
+    CheckWhatHeld();
     m_report.Print();
 }
