@@ -26,7 +26,11 @@ Mdp::Result<Mdp::Module> FindUsers(const Context& context) {
     return modules->front();
 }
 
-Mdp::Result<std::vector<std::string>> ReadTexts(const Context& context, std::uint16_t index) {
+// The machine rebuilds its lists after each change of an account, also while they are read here: how often what does
+// not belong together is read again.
+constexpr int s_attempts = 10;
+
+Mdp::Result<std::vector<std::string>> ReadTextsOnce(const Context& context, std::uint16_t index) {
     const auto count = context.client.Read(index, 0);
     if (!count) {
         return count.Error();
@@ -39,6 +43,15 @@ Mdp::Result<std::vector<std::string>> ReadTexts(const Context& context, std::uin
             return bytes.Error();
         }
         texts.push_back(bytes ? Mdp::DecodeValue(Mdp::TypeVisibleString, *bytes).text : std::string());
+    }
+    return texts;
+}
+
+Mdp::Result<std::vector<std::string>> ReadTexts(const Context& context, std::uint16_t index) {
+    auto texts = ReadTextsOnce(context, index);
+    // A list that has become shorter has no such entry any more.
+    for (int i = 1; i < s_attempts && !texts && texts.Error().code == Mdp::OBJ_E_INVALIDIDX; ++i) {
+        texts = ReadTextsOnce(context, index);
     }
     return texts;
 }
@@ -56,16 +69,24 @@ Mdp::Result<std::vector<Account>> ListAccounts(const Context& context) {
     if (!module) {
         return module.Error();
     }
-    const auto names = ReadTexts(context, module->Data(s_userNames));
+    auto names = ReadTexts(context, module->Data(s_userNames));
+    auto memberships = names;
+    for (int i = 0; i < s_attempts && names; ++i) {
+        memberships = ReadTexts(context, module->Data(s_memberships));
+        auto namesAfterwards = ReadTexts(context, module->Data(s_userNames));
+        const bool isOneState = namesAfterwards && *namesAfterwards == *names;
+        names = std::move(namesAfterwards);
+        if (isOneState || !memberships) {
+            break;
+        }
+    }
     if (!names) {
         return names.Error();
     }
-    const auto memberships = ReadTexts(context, module->Data(s_memberships));
     if (!memberships) {
         return memberships.Error();
     }
     std::vector<Account> accounts;
-    // The lists may be rebuilt between the two reads.
     for (std::size_t i = 0; i < std::min(names->size(), memberships->size()); ++i) {
         const std::string& groups = (*memberships)[i];
         accounts.push_back({(*names)[i], groups.empty() ? std::vector<std::string>() : Split(groups, ';')});

@@ -17,4 +17,8 @@ bool GetPasswordHash(const std::string& user, std::string& hash);
 // was. Another program's lock is waited for, for five seconds.
 const char* ReplacePasswordHash(const std::string& user, const std::string& hash);
 
+// Whether another program has had the database locked for five seconds now: they are waited for. Programs that add or
+// delete a user may wait for such a one without an end.
+bool IsDatabaseBusy();
+
 } // namespace Host

@@ -388,10 +388,12 @@ protected:
                       WireClient::Transact(ReadDeviceType) == DeviceTypeAnswer && Shell(SYLVARIN_MDP " tree"));
         const auto eventually = [](const auto& holds) {
             const auto end = Clock::now() + 60s;
-            while (!holds() && Clock::now() < end) {
+            bool hasHeld = holds();
+            while (!hasHeld && Clock::now() < end) {
                 std::this_thread::sleep_for(100ms);
+                hasHeld = holds();
             }
-            return holds();
+            return hasHeld;
         };
         const auto usage = [this] {
             return std::to_string(m_service->CurrentUsage().threads) + " threads, " +

@@ -37,25 +37,26 @@ void LeaveLock(int /*status*/) {
     std::longjmp(s_outOfLock, 1);
 }
 
-// False where another program has held the lock all the time, or there is no database.
-bool WaitForLock() {
+// 0 once the lock is free, EWOULDBLOCK where another program has held it all the time, or another errno where there is
+// no database.
+int WaitForLock() {
     for (int round = 0; round < LOCK_ROUNDS; ++round) {
         const int file = flopen(_PATH_MASTERPASSWD, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
         if (file != -1) {
             close(file);
-            return true;
+            return 0;
         }
         if (errno != EWOULDBLOCK) {
-            return false;
+            return errno;
         }
         usleep(LOCK_ROUND_US);
     }
-    return false;
+    return EWOULDBLOCK;
 }
 
 // pw_lock ends the process where it does not get the lock: as that is another program's doing, it must not.
 int Lock() {
-    if (!WaitForLock()) {
+    if (WaitForLock() != 0) {
         return -1;
     }
     err_set_exit(LeaveLock);
@@ -122,6 +123,10 @@ const char* ReplacePasswordHash(const std::string& user, const std::string& hash
     }
     pw_fini();
     return failed;
+}
+
+bool IsDatabaseBusy() {
+    return WaitForLock() == EWOULDBLOCK;
 }
 
 } // namespace Host

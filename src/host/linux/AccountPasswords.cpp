@@ -63,7 +63,8 @@ public:
                 usleep(LOCK_ROUND_US);
             }
             m_held = Set(F_WRLCK);
-            if (!m_held && errno != EAGAIN && errno != EACCES && errno != EINTR) {
+            m_busy = !m_held && (errno == EAGAIN || errno == EACCES || errno == EINTR);
+            if (!m_busy) {
                 break;
             }
         }
@@ -80,6 +81,9 @@ public:
 
     explicit operator bool() const { return m_held; }
 
+    // Another program has held it all the time.
+    bool IsBusy() const { return m_busy; }
+
 private:
     bool Set(short type) const {
         struct flock whole {};
@@ -91,6 +95,7 @@ private:
 
     CDescriptor m_file;
     bool m_held = false;
+    bool m_busy = false;
 };
 
 bool ReadWhole(int file, std::size_t size, std::string& content) {
@@ -255,6 +260,10 @@ const char* ReplacePasswordHash(const std::string& user, const std::string& hash
         return "pw_copy";
     }
     return replacement.Commit() ? nullptr : "pw_mkdb";
+}
+
+bool IsDatabaseBusy() {
+    return CDatabaseLock().IsBusy();
 }
 
 } // namespace Host

@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <new>
 #include <string_view>
 
 #include "dictionary/ObjDictionary.h"
+#include "host/AccountPasswords.h"
 #include "host/Secrets.h"
 #include "log/Logger.h"
 #include "modules/user/ObjectNTLMUser_BSD.h"
@@ -81,6 +83,9 @@ void CUserService::DoWork(void* /*argument*/) {
         try {
             code = CheckInputParams();
             if (code == OBJ_E_NOERR) {
+                code = Wait();
+            }
+            if (code == OBJ_E_NOERR) {
                 CSectionLock accounts(AccountSection());
                 code = DoWork_locked();
             }
@@ -141,6 +146,10 @@ ObjResult CUserService::Refuse(ObjResult code, const char* format) {
     return code;
 }
 
+ObjResult CUserService::WaitForDatabase(const char* format) {
+    return Host::IsDatabaseBusy() ? Refuse(OsResult(ETIMEDOUT), format) : ObjResult{OBJ_E_NOERR};
+}
+
 void CUserService::ReloadLists() const {
     const auto header = static_cast<unsigned short>((Index() & 0x0FF0U) | 0x8000U);
     LoadAllUsers(header);
@@ -158,6 +167,10 @@ ObjResult CObj0xBnn0::CheckInputParams() {
         return Refuse(OBJ_E_INVALIDARG, "Add user failed (%lu): Invalid username!");
     }
     return OBJ_E_NOERR;
+}
+
+ObjResult CObj0xBnn0::Wait() {
+    return WaitForDatabase("Add user failed: %lu");
 }
 
 ObjResult CObj0xBnn0::DoWork_locked() {
@@ -191,6 +204,10 @@ ObjResult CObj0xBnn1::CheckInputParams() {
         return Refuse(OBJ_E_INVALIDARG, "Delete user failed (%lu): Invalid username!");
     }
     return OBJ_E_NOERR;
+}
+
+ObjResult CObj0xBnn1::Wait() {
+    return WaitForDatabase("Delete user failed: %lu");
 }
 
 ObjResult CObj0xBnn1::DoWork_locked() {

@@ -40,12 +40,20 @@ protected:
     // Logs the text, in which %lu stands for the code, and gives the code.
     static ObjResult Refuse(ObjResult code, const char* format);
 
+    // For a user who is added or deleted: the program for that would wait without an end for another one, an editor of
+    // the database for instance. The system's error for a wait that took too long, logged in the text.
+    static ObjResult WaitForDatabase(const char* format);
+
     // Reads the lists of the module anew.
     void ReloadLists() const;
 
 private:
     // The code that ends the service, or 0.
     virtual ObjResult CheckInputParams() = 0;
+
+    // Waits for what others have to finish first, not under the lock of the module: nobody else waits with it.
+    virtual ObjResult Wait() { return OBJ_E_NOERR; }
+
     // The work, under the lock of the module too.
     virtual ObjResult DoWork_locked() = 0;
 
@@ -55,6 +63,7 @@ private:
 // Add user. Request: total size, lengths of user name, domain and password, the texts.
 class CObj0xBnn0 : public CUserService {
     ObjResult CheckInputParams() override;
+    ObjResult Wait() override;
     ObjResult DoWork_locked() override;
     void ForgetSecrets() override;
 
@@ -66,6 +75,7 @@ class CObj0xBnn0 : public CUserService {
 // Delete user; the home directory stays. Request: total size, lengths of user name and domain, the texts.
 class CObj0xBnn1 : public CUserService {
     ObjResult CheckInputParams() override;
+    ObjResult Wait() override;
     ObjResult DoWork_locked() override;
 
     std::string m_domain;

@@ -61,6 +61,32 @@ TEST_F(AccountCommands, UsersAreListedWithTheirGroups) {
     EXPECT_EQ(Run({"group", "list"}).out, "alice\npanels\n");
 }
 
+TEST_F(AccountCommands, ListThatBecomesShorterWhileItIsReadIsReadAgain) {
+    m_machine.beforeRead = [this](std::uint16_t index, std::uint8_t subIndex) {
+        if (index == 0x8004 && subIndex == 2) {
+            m_machine.objects[0x8004].entries = {CountEntry(1), {9, "r-", "Group name", Text("panels")}};
+        }
+    };
+
+    const Ran ran = Run({"group"});
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    EXPECT_EQ(ran.out, "panels\n");
+}
+
+TEST_F(AccountCommands, NobodyIsShownWithTheGroupsOfAnother) {
+    bool isChanged = false;
+    m_machine.beforeRead = [&](std::uint16_t index, std::uint8_t) {
+        if (index == 0x8003 && !isChanged) { // behind the names
+            isChanged = true;
+            m_machine.objects[0x8001].entries = {CountEntry(1), {9, "r-", "User name", Text("alice")}};
+            m_machine.objects[0x8003].entries = {CountEntry(1), {9, "r-", "Groups of the user", Text("alice;panels")}};
+        }
+    };
+
+    EXPECT_EQ(Run({"user"}).out, "USER   GROUPS\n"
+                                 "alice  alice panels\n");
+}
+
 TEST_F(AccountCommands, ListsComeAsJson) {
     EXPECT_EQ(ParsedJson(Run({"--json", "user"}).out),
               ParsedJson(R"([{"name": "root", "groups": []}, {"name": "alice", "groups": ["alice", "panels"]}])"));

@@ -85,6 +85,9 @@ FakeReply FakeDictionary::AnswerRead(const TestBytes& frame) {
     const std::uint8_t flags = frame[28];
     std::uint8_t subIndex = frame[29];
     const std::size_t capacity = NumberAt(frame, 38, 4);
+    if (beforeRead) {
+        beforeRead(index, subIndex);
+    }
     if (const auto response = responses.find(index); response != responses.end()) {
         subIndex = (flags & 2) != 0 ? 3 : subIndex;
         const TestBytes status{response->second.status};

@@ -35,6 +35,7 @@ struct FakeDictionary {
     std::map<std::uint16_t, FakeObject> objects;
     std::function<FakeResponse(std::uint16_t index, const TestBytes& request)> serve;
     std::map<std::uint16_t, FakeResponse> responses;
+    std::function<void(std::uint16_t index, std::uint8_t subIndex)> beforeRead; // may change the objects
 
     // Index, sub-index and bytes of each write to something that is no service object, and each request to one.
     struct Written {

@@ -1,5 +1,6 @@
 #include "modules/user/ObjectNTLMUser_BSDServices.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -95,6 +96,28 @@ TEST(AccountName, MayEndInADollarSign) {
         EXPECT_FALSE(isValid("-$"));
         EXPECT_FALSE(isValid("a $"));
     }
+}
+
+TEST_F(UserServiceTest, AnotherProgramThatHoldsTheDatabaseIsWaitedForOnlySoLongAndOnlyByWhoNeedsIt) {
+    const int file = open("/etc/.pwd.lock", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+
+    struct flock whole {};
+
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    ASSERT_EQ(fcntl(file, F_OFD_SETLK, &whole), 0);
+    const std::string timedOut = "03 00  6E 00 A7 EC 00 00 00 00"_hex;
+
+    std::thread adding([&] { EXPECT_EQ(Run(ADD_USER, s_addBob), timedOut); });
+    EXPECT_EQ(Run(ADD_GROUP, s_group), s_success);
+    EXPECT_THAT(m_standIns.Calls(), ElementsAre(ElementsAre("/usr/sbin/pw", "group", "add", "panels")));
+    EXPECT_THAT(List(1), ElementsAre("root", "alice"));
+    adding.join();
+    EXPECT_EQ(Run(DELETE_USER, s_deleteAlice), timedOut);
+    EXPECT_EQ(m_standIns.Calls().size(), 1U) << "pw would wait without an end";
+
+    close(file);
+    EXPECT_EQ(Run(DELETE_USER, s_deleteAlice), s_success);
 }
 
 TEST_F(UserServiceTest, DomainIsLocalWhenItIsEmptyOrTheHostName) {
