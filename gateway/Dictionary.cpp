@@ -238,6 +238,9 @@ Mdp::Result<Dictionary::Values> Dictionary::ReadIn(Slot& slot, std::uint16_t ind
             auto read = m_client.Read(index, static_cast<std::uint8_t>(next));
             if (read) {
                 entry.value = std::move(*read);
+                if (next == 0 && shape.entries.size() > 1) {
+                    entry.value->resize(1); // as in a complete read
+                }
             } else if (read.Error().kind == Mdp::ErrorKind::Object) {
                 entry.code = read.Error().code;
             } else {

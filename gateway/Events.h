@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "Dictionary.h"
@@ -35,7 +36,14 @@ public:
         std::string view;
         Language language = Language::English;
 
-        auto operator<=>(const Subject&) const = default;
+        bool operator==(const Subject& other) const { return Key() == other.Key(); }
+
+        bool operator<(const Subject& other) const { return Key() < other.Key(); }
+
+    private:
+        std::tuple<const std::uint16_t&, const std::string&, const Language&> Key() const {
+            return std::tie(index, view, language);
+        }
     };
 
     Events(Dictionary& dictionary, Options options);

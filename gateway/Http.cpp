@@ -434,8 +434,8 @@ public:
             return TlsError("TLS cannot be set up");
         }
         SSL_CTX_set_min_proto_version(m_tls.get(), TLS1_2_VERSION);
-        SSL_CTX_set_options(m_tls.get(), SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION |
-                                             SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_IGNORE_UNEXPECTED_EOF);
+        SSL_CTX_set_options(m_tls.get(),
+                            SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION | SSL_OP_CIPHER_SERVER_PREFERENCE);
         SSL_CTX_set_mode(m_tls.get(), SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE);
         if (SSL_CTX_set_cipher_list(m_tls.get(), "ECDHE+AESGCM:ECDHE+CHACHA20") != 1) {
             return TlsError("TLS cannot be set up");
@@ -466,7 +466,22 @@ public:
         Current() = nullptr;
     }
 
-    void StopConnections() { m_stops = true; }
+    void Run() {
+        m_runs = true;
+        if (!m_stops) {
+            listen_after_bind();
+        }
+        m_runs = false;
+    }
+
+    void StopRunning() {
+        m_stops = true;
+        // The library forgets a stop that comes before it has begun.
+        while (m_runs) {
+            stop();
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
 
 private:
     // The connection that this thread serves.
@@ -608,6 +623,7 @@ private:
     HttpHandler m_handler;
     TlsContext m_tls;
     std::atomic<bool> m_stops = false;
+    std::atomic<bool> m_runs = false;
     std::mutex m_mutex;
     std::map<std::string, unsigned> m_connections;
 };
@@ -636,12 +652,11 @@ std::string HttpServer::Listen() {
 }
 
 void HttpServer::Run() {
-    m_implementation->listen_after_bind();
+    m_implementation->Run();
 }
 
 void HttpServer::Stop() {
-    m_implementation->StopConnections();
-    m_implementation->stop();
+    m_implementation->StopRunning();
 }
 
 std::string HttpServer::AnswerTo(std::string_view bytes) {

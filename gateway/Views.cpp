@@ -58,12 +58,15 @@ std::vector<Mdp::Module> Look::Modules() {
     if (m_failure) {
         return {};
     }
-    const auto modules = m_dictionary.ListModules(m_maxAge);
-    if (!modules) {
-        m_failure = modules.Error();
-        return {};
+    if (m_modules == nullptr) {
+        const auto modules = m_dictionary.ListModules(m_maxAge);
+        if (!modules) {
+            m_failure = modules.Error();
+            return {};
+        }
+        m_modules = *modules;
     }
-    return **modules;
+    return *m_modules;
 }
 
 std::vector<Mdp::Module> Look::ModulesOf(ModuleType type) {

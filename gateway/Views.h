@@ -190,6 +190,7 @@ private:
     Milliseconds m_maxAge;
     Language m_language;
     std::optional<Mdp::Error> m_failure;
+    std::shared_ptr<const Dictionary::Modules> m_modules;
     std::map<std::uint16_t, Dictionary::Values> m_objects;
 };
 
