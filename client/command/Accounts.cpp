@@ -16,14 +16,7 @@ constexpr unsigned s_memberships = 3;
 constexpr unsigned s_groups = 4;
 
 Mdp::Result<Mdp::Module> FindUsers(const Context& context) {
-    const auto modules = ListModulesOf(context.client, s_moduleTypeUsers);
-    if (!modules) {
-        return modules.Error();
-    }
-    if (modules->empty()) {
-        return Mdp::Error{Mdp::ErrorKind::Argument, 0, 0, "this machine offers no user management"};
-    }
-    return modules->front();
+    return FindModuleOf(context.client, s_moduleTypeUsers, "user management");
 }
 
 // The machine rebuilds its lists after each change of an account, also while they are read here: how often what does

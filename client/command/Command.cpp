@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <new>
 #include <optional>
 #include <ostream>
 
+#include "Advice.h"
 #include "CommandLine.h"
 #include "Commands.h"
 #include "Completion.h"
@@ -80,18 +80,6 @@ ExitStatus StatusOf(Mdp::ErrorKind kind) {
     default:
         return ExitTransport;
     }
-}
-
-// What a user can do about a failure to reach the service, and what no answer means.
-const char* Advice(const Mdp::Error& error, bool isHere) {
-    if (error.kind == Mdp::ErrorKind::Timeout) {
-        return "; what was asked for may still be done";
-    }
-    if (error.kind != Mdp::ErrorKind::Connect || !isHere) {
-        return "";
-    }
-    return error.systemError == EACCES ? "; run mdp as a user who may use the socket"
-                                       : "; is the service running? --socket tells another path";
 }
 
 // The failure in one line, in which the number and the name of a code stand out.
@@ -246,9 +234,10 @@ void Context::BeginStream() {
 }
 
 int Context::Fail(const Mdp::Error& error, const std::string& subject) const {
+    const std::string advice = AdviceOn(error, host.empty());
     const std::string message = PrintableText(subject) + (subject.empty() ? "" : ": ") +
                                 MessageOf(error, streams.errInColour && report == nullptr) +
-                                Advice(error, host.empty());
+                                (advice.empty() ? "" : "; ") + advice;
     Json told{{"kind", KindName(error.kind)}};
     if (!subject.empty()) {
         told.Add("subject", PrintableText(subject));

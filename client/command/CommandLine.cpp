@@ -142,7 +142,8 @@ void ProtectNegativeValue(const Program& program, std::vector<std::string>& word
 
 std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_name() != "RequiredError" || !app.get_subcommands().empty()) {
-        return error.what();
+        const std::string asked = app.get_subcommands().empty() ? "mdp" : "mdp " + app.get_subcommands()[0]->get_name();
+        return std::string(error.what()) + "; " + asked + " --help tells how it is written";
     }
     const std::vector<std::string> unknown = app.remaining();
     if (unknown.empty()) {

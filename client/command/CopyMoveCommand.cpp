@@ -39,14 +39,15 @@ public:
                 return FailFile(context, m_action, destination.Error(), m_destination);
             }
             if (sources->size() > 1 && *destination == m_destination) {
-                return context.Fail(ExitUsage, m_destination + ": for several files this must be a directory");
+                return context.Fail(ExitUsage, m_destination +
+                                                   ": for several files this must be a directory; mdp mkdir makes one");
             }
             // With overwriting, a copy empties its destination and a move deletes it: the file itself must not be that.
             if (context.host.empty() ? AreOneFile(source.path, *destination) : source.path == *destination) {
                 return context.Fail(ExitUsage, source.path + ": this is the same file as " + *destination);
             }
             if (m_action == FileAction::Copy && source.status.isDirectory) {
-                return context.Fail(ExitUsage, source.path + ": only files can be copied");
+                return context.Fail(ExitUsage, source.path + ": only files can be copied; name those in it");
             }
             const Mdp::Result<void> result = m_action == FileAction::Copy
                                                  ? files->Copy(source.path, *destination, m_overwrite)

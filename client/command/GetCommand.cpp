@@ -70,7 +70,8 @@ public:
         }
         std::erase_if(*sources, [](const RemotePath& source) { return source.status.isDirectory; });
         if (sources->empty()) {
-            return context.Fail(ExitUsage, m_remote + ": only directories and special files match");
+            return context.Fail(ExitUsage,
+                                m_remote + ": only directories and special files match; mdp ls shows what is there");
         }
         if (!single && m_local != "-" && !IsLocalDirectory(m_local)) {
             return context.Fail(ExitUsage, m_local + ": to get several files this must be a directory");

@@ -28,14 +28,11 @@ public:
             }
             subIndex = static_cast<std::uint8_t>(*pin + 1);
         }
-        const auto boards = ListModulesOf(context.client, s_moduleTypeMainboard);
-        if (!boards) {
-            return context.Fail(boards.Error(), "listing the modules");
+        const auto board = FindModuleOf(context.client, s_moduleTypeMainboard, "mainboard with GPIO pins");
+        if (!board) {
+            return context.Fail(board.Error(), "finding the pins");
         }
-        if (boards->empty()) {
-            return context.Fail(ExitUsage, "this machine tells of no mainboard with GPIO pins");
-        }
-        return m_action.empty() ? Show(context, boards->front()) : Set(context, boards->front(), subIndex);
+        return m_action.empty() ? Show(context, *board) : Set(context, *board, subIndex);
     }
 
     std::vector<Candidate> Complete(const Context&, const std::vector<std::string>& positionals,

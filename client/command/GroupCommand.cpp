@@ -24,7 +24,8 @@ public:
         const bool lists = m_action.empty() || m_action == "list";
         const bool takesUser = m_action == "join" || m_action == "leave";
         if (lists) {
-            return m_group.empty() ? List(context) : context.Fail(ExitUsage, "the list takes no name");
+            return m_group.empty() ? List(context)
+                                   : context.Fail(ExitUsage, "the list takes no name: write mdp group list");
         }
         if (m_group.empty() || takesUser == m_user.empty()) {
             return context.Fail(ExitUsage, "write: mdp group " + m_action + (takesUser ? " GROUP USER" : " GROUP"));

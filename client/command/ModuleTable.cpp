@@ -11,10 +11,10 @@ constexpr std::int64_t s_barWidth = 10;
 } // namespace
 
 ModuleTable::ModuleTable(const Mdp::Client& client, const Mdp::Module& module, unsigned keyColumn)
-    : m_client(client), m_module(module) {
-    const auto count = m_client.Read(m_module.Data(keyColumn), 0);
+    : m_reader(client), m_module(module) {
+    const auto count = client.Read(m_module.Data(keyColumn), 0);
     if (!count || count->empty()) {
-        m_failure = count ? std::nullopt : std::optional(count.Error());
+        m_noCount = count ? std::nullopt : std::optional(count.Error());
         return;
     }
     m_keys.resize(count->front());
@@ -24,18 +24,7 @@ ModuleTable::ModuleTable(const Mdp::Client& client, const Mdp::Module& module, u
 }
 
 std::optional<Mdp::Bytes> ModuleTable::Read(unsigned column, std::size_t row) {
-    if (m_failure) {
-        return std::nullopt;
-    }
-    auto bytes = m_client.Read(m_module.Data(column), static_cast<std::uint8_t>(row + 1));
-    if (bytes) {
-        return *bytes;
-    }
-    // An answer of the machine tells that there is no value; anything else, that there is no answer.
-    if (bytes.Error().kind != Mdp::ErrorKind::Object) {
-        m_failure = bytes.Error();
-    }
-    return std::nullopt;
+    return m_noCount ? std::nullopt : m_reader.Bytes(m_module.Data(column), static_cast<std::uint8_t>(row + 1));
 }
 
 std::string ModuleTable::Text(unsigned column, std::size_t row) {

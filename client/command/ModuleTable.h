@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Reader.h"
 #include "mdp/Client.h"
 
 // Modules that publish a table: an array a column, whose elements of one sub-index belong together.
@@ -26,15 +27,15 @@ public:
     std::optional<std::int64_t> Number(unsigned column, std::size_t row);
 
     // What kept the table from being read.
-    const std::optional<Mdp::Error>& Failure() const { return m_failure; }
+    const std::optional<Mdp::Error>& Failure() const { return m_noCount ? m_noCount : m_reader.Failure(); }
 
 private:
     std::optional<Mdp::Bytes> Read(unsigned column, std::size_t row);
 
-    const Mdp::Client& m_client;
+    Reader m_reader;
     const Mdp::Module& m_module;
     std::vector<std::string> m_keys;
-    std::optional<Mdp::Error> m_failure;
+    std::optional<Mdp::Error> m_noCount;
 };
 
 // "75% [########  ]", "-" for none. The bar stays between empty and full.

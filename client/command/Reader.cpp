@@ -1,6 +1,7 @@
 #include "Reader.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace MdpCommand {
 
@@ -12,14 +13,27 @@ Mdp::Result<std::vector<Mdp::Module>> ListModulesOf(const Mdp::Client& client, s
     return modules;
 }
 
-std::optional<Mdp::Value> Reader::Read(std::uint16_t index, std::uint8_t subIndex, Mdp::DataType type) {
+Mdp::Result<Mdp::Module> FindModuleOf(const Mdp::Client& client, std::uint16_t type, const std::string& offer) {
+    auto modules = ListModulesOf(client, type);
+    if (!modules) {
+        return modules.Error();
+    }
+    if (modules->empty()) {
+        return Mdp::Error{Mdp::ErrorKind::Argument, 0, 0,
+                          "this machine offers no " + offer + "; mdp modules lists what it has"};
+    }
+    return std::move(modules->front());
+}
+
+std::optional<Mdp::Bytes> Reader::Bytes(std::uint16_t index, std::uint8_t subIndex) {
     if (m_failure) {
         return std::nullopt;
     }
-    const auto bytes = m_client.Read(index, subIndex);
+    auto bytes = m_client.Read(index, subIndex);
     if (bytes) {
-        return Mdp::DecodeValue(type, *bytes);
+        return std::move(*bytes);
     }
+    // An answer of the machine tells that there is no value; anything else, that there is no answer.
     if (bytes.Error().kind != Mdp::ErrorKind::Object) {
         m_failure = bytes.Error();
     }
@@ -27,25 +41,26 @@ std::optional<Mdp::Value> Reader::Read(std::uint16_t index, std::uint8_t subInde
 }
 
 std::optional<std::int64_t> Reader::Number(std::uint16_t index, std::uint8_t subIndex, Mdp::DataType type) {
-    const auto value = Read(index, subIndex, type);
-    if (!value) {
+    const auto bytes = Bytes(index, subIndex);
+    if (!bytes) {
         return std::nullopt;
     }
-    switch (value->kind) {
+    const Mdp::Value value = Mdp::DecodeValue(type, *bytes);
+    switch (value.kind) {
     case Mdp::ValueKind::Signed:
-        return value->integer;
+        return value.integer;
     case Mdp::ValueKind::Unsigned:
-        return static_cast<std::int64_t>(value->unsignedNumber);
+        return static_cast<std::int64_t>(value.unsignedNumber);
     case Mdp::ValueKind::Boolean:
-        return value->boolean ? 1 : 0;
+        return value.boolean ? 1 : 0;
     default:
         return std::nullopt; // bytes that do not fit the type
     }
 }
 
 std::optional<std::string> Reader::Text(std::uint16_t index, std::uint8_t subIndex) {
-    const auto value = Read(index, subIndex, Mdp::TypeVisibleString);
-    return value ? std::optional(value->text) : std::nullopt;
+    const auto bytes = Bytes(index, subIndex);
+    return bytes ? std::optional(Mdp::DecodeValue(Mdp::TypeVisibleString, *bytes).text) : std::nullopt;
 }
 
 Json NumberJson(std::optional<std::int64_t> number) {

@@ -16,6 +16,9 @@ namespace MdpCommand {
 // The modules of one type.
 Mdp::Result<std::vector<Mdp::Module>> ListModulesOf(const Mdp::Client& client, std::uint16_t type);
 
+// The one module of a type. Error kind Argument tells that this machine has none, and so does not offer what is named.
+Mdp::Result<Mdp::Module> FindModuleOf(const Mdp::Client& client, std::uint16_t type, const std::string& offer);
+
 // Reads entries one after the other. An entry that the machine answers with a code has no value; any other failure is
 // kept, and from then on nothing has one.
 class Reader {
@@ -24,12 +27,11 @@ public:
 
     std::optional<std::int64_t> Number(std::uint16_t index, std::uint8_t subIndex, Mdp::DataType type);
     std::optional<std::string> Text(std::uint16_t index, std::uint8_t subIndex);
+    std::optional<Mdp::Bytes> Bytes(std::uint16_t index, std::uint8_t subIndex);
 
     const std::optional<Mdp::Error>& Failure() const { return m_failure; }
 
 private:
-    std::optional<Mdp::Value> Read(std::uint16_t index, std::uint8_t subIndex, Mdp::DataType type);
-
     const Mdp::Client& m_client;
     std::optional<Mdp::Error> m_failure;
 };

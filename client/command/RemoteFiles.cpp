@@ -77,7 +77,11 @@ const char* AdviceFor(FileAction action, Mdp::Code code) {
 } // namespace
 
 Mdp::Result<Mdp::FileServices> FindFiles(const Context& context, const std::string& subject) {
-    return Mdp::FileServices::Find(context.client, context.JobOptions(subject));
+    auto files = Mdp::FileServices::Find(context.client, context.JobOptions(subject));
+    if (!files && files.Error().kind == Mdp::ErrorKind::Argument) {
+        return Mdp::Error{Mdp::ErrorKind::Argument, 0, 0, files.Error().detail + "; mdp modules lists what it has"};
+    }
+    return files;
 }
 
 TakeText TakeLocalPath() {

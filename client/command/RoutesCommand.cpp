@@ -95,14 +95,11 @@ public:
             return context.Fail(ExitUsage, adds ? "add what? mdp routes add NAME ADDRESS NETID"
                                                 : "delete what? mdp routes del NAME");
         }
-        const auto modules = ListModulesOf(context.client, s_moduleTypeRuntime);
-        if (!modules) {
-            return context.Fail(modules.Error(), "listing the modules");
+        const auto module = FindModuleOf(context.client, s_moduleTypeRuntime, "routes of an automation runtime");
+        if (!module) {
+            return context.Fail(module.Error(), m_name);
         }
-        if (modules->empty()) {
-            return context.Fail(ExitObject, "this machine tells nothing of an automation runtime");
-        }
-        const std::uint16_t service = modules->front().Service(adds ? s_serviceAdd : s_serviceDelete);
+        const std::uint16_t service = module->Service(adds ? s_serviceAdd : s_serviceDelete);
         const auto response =
             context.client.CallService(service, adds ? AddRecord() : DeleteRecord(), context.JobOptions(m_name));
         if (!response) {

@@ -73,14 +73,11 @@ Json OptionalJson(const std::optional<std::string>& text) {
 class RuntimeCommand : public Command {
 public:
     int Run(const Context& context) override {
-        const auto modules = ListModulesOf(context.client, s_moduleTypeRuntime);
-        if (!modules) {
-            return context.Fail(modules.Error(), "listing the modules");
+        const auto module = FindModuleOf(context.client, s_moduleTypeRuntime, "automation runtime");
+        if (!module) {
+            return context.Fail(module.Error(), "reading the runtime");
         }
-        if (modules->empty()) {
-            return context.Fail(ExitObject, "this machine tells nothing of an automation runtime");
-        }
-        const auto runtime = ReadRuntime(context, modules->front());
+        const auto runtime = ReadRuntime(context, *module);
         if (!runtime) {
             return context.Fail(runtime.Error(), "reading the runtime");
         }

@@ -45,6 +45,27 @@ std::optional<std::string> ServiceForm(const std::string& text) {
     return time.substr(0, DATE) + "T" + time.substr(DATE + 1) + ".0" + offset;
 }
 
+// What the machine keeps seconds since 1970 in; it tells of no clock behind it, though it could be set.
+constexpr std::int64_t s_lastSecond = 0xFFFFFFFF;
+
+// Seconds since 1970 of a time in the service's form; nothing for one that no calendar or clock has.
+std::optional<std::int64_t> UtcSeconds(const std::string& time) {
+    using namespace std::chrono;
+    const auto number = [&](std::size_t at, std::size_t digits) {
+        return static_cast<int>(ParseNumber(time.substr(at, digits), 9999).value_or(0));
+    };
+    const auto part = [&](std::size_t at) { return static_cast<unsigned>(number(at, 2)); };
+    const year_month_day date(year(number(0, 4)), month(part(5)), day(part(8)));
+    constexpr std::size_t offset = 21; // behind "2026-11-22T14:05:09.0"
+    if (!date.ok() || part(11) > 23 || part(14) > 59 || part(17) > 59 || part(offset + 1) > 23 ||
+        part(offset + 4) > 59) {
+        return std::nullopt;
+    }
+    const seconds east = hours(part(offset + 1)) + minutes(part(offset + 4));
+    const seconds clock = hours(part(11)) + minutes(part(14)) + seconds(part(17));
+    return (sys_days(date).time_since_epoch() + clock - (time[offset] == '-' ? -east : east)).count();
+}
+
 class TimeCommand : public Command {
 public:
     void Declare(Arguments& arguments) override {
@@ -61,6 +82,13 @@ public:
             if (!time) {
                 return context.Fail(ExitUsage, "write the time with its offset: mdp time set "
                                                "2026-11-22T14:05:09+01:00, or mdp time set now");
+            }
+            const auto seconds = UtcSeconds(*time);
+            if (!seconds) {
+                return context.Fail(ExitUsage, m_text + ": there is no such day or time of day");
+            }
+            if (*seconds < 0 || *seconds > s_lastSecond) {
+                return context.Fail(ExitUsage, m_text + ": the machine takes times up to 2106-02-07T06:28:15Z");
             }
         }
         const auto module = TimeModule::Find(context.client);

@@ -42,14 +42,8 @@ bool TimeModule::IsServerName(const std::string& text) {
 }
 
 Mdp::Result<TimeModule> TimeModule::Find(const Mdp::Client& client) {
-    const auto modules = ListModulesOf(client, s_moduleTypeTime);
-    if (!modules) {
-        return modules.Error();
-    }
-    if (modules->empty()) {
-        return Mdp::Error{Mdp::ErrorKind::Argument, 0, 0, "this machine offers no clock, zones and time servers"};
-    }
-    return TimeModule(client, modules->front().index);
+    const auto module = FindModuleOf(client, s_moduleTypeTime, "clock, zones and time servers");
+    return module ? Mdp::Result<TimeModule>(TimeModule(client, module->index)) : module.Error();
 }
 
 Mdp::Result<std::string> TimeModule::ReadText(std::uint8_t subIndex) const {

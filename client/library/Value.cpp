@@ -119,7 +119,10 @@ Result<Bytes> EncodeInteger(const TypeRow& type, std::string_view text) {
     const std::uint64_t highest = ~std::uint64_t{0} >> (64 - bits);
     const std::uint64_t limit = isSigned ? (highest >> 1) + (negative ? 1 : 0) : negative ? 0 : highest;
     if (magnitude > limit) {
-        return ArgumentError(std::string(text) + " does not fit into " + type.name);
+        const std::string range = isSigned
+                                      ? "-" + std::to_string((highest >> 1) + 1) + " to " + std::to_string(highest >> 1)
+                                      : "0 to " + std::to_string(highest);
+        return ArgumentError(std::string(text) + " does not fit into " + type.name + ", which holds " + range);
     }
     return NumberBytes(negative ? 0 - magnitude : magnitude, type.size);
 }

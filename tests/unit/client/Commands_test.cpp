@@ -122,7 +122,8 @@ TEST_F(Commands, FailedReadTellsCodeAndNameAndEndsWithOne) {
 
     EXPECT_EQ(ran.status, 1);
     EXPECT_EQ(ran.out, "");
-    EXPECT_EQ(ran.err, "mdp: 0x8011:2: 0xECA61000 OBJ_E_NOTSUPPORTED: this device does not support the entry\n");
+    EXPECT_EQ(ran.err, "mdp: 0x8011:2: 0xECA61000 OBJ_E_NOTSUPPORTED: this device does not support the entry; "
+                       "mdp tree shows what this machine has\n");
 }
 
 TEST_F(Commands, FailuresInJsonAreAnObjectOnTheOutput) {
@@ -148,7 +149,7 @@ TEST_F(Commands, WriteRefusesAValueThatDoesNotFitAndSendsNothing) {
     const Ran ran = Run({"write", "0x8011:1", "40000"});
 
     EXPECT_EQ(ran.status, 2);
-    EXPECT_EQ(ran.err, "mdp: 0x8011:1: 40000 does not fit into INTEGER16\n");
+    EXPECT_EQ(ran.err, "mdp: 0x8011:1: 40000 does not fit into INTEGER16, which holds -32768 to 32767\n");
     EXPECT_TRUE(m_machine.writes.empty());
 }
 
@@ -214,7 +215,8 @@ TEST_F(Commands, MissingAnswerTellsThatItMayStillBeDone) {
     const Ran ran = RunWords({"--socket", service.Path(), "read", "1008:0", "--timeout", "0.05"});
 
     EXPECT_EQ(ran.status, 3);
-    EXPECT_EQ(ran.err, "mdp: 0x1008:0: the service did not answer in time; what was asked for may still be done\n");
+    EXPECT_EQ(ran.err, "mdp: 0x1008:0: the service did not answer in time; what was asked for may still be done; "
+                       "--timeout waits longer\n");
 }
 
 TEST_F(Commands, VersionIsShown) {

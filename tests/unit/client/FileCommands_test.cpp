@@ -303,7 +303,7 @@ TEST_F(FileCommands, GetOfAPatternThatMatchesOnlyDirectoriesFails) {
     const Ran ran = Run({"get", "/s*", m_directory});
 
     EXPECT_EQ(ran.status, 2);
-    EXPECT_EQ(ran.err, "mdp: /s*: only directories and special files match\n");
+    EXPECT_EQ(ran.err, "mdp: /s*: only directories and special files match; mdp ls shows what is there\n");
 }
 
 TEST_F(FileCommands, PutOfTheStandardInputNeedsTheNameOfAFile) {
@@ -546,5 +546,5 @@ TEST_F(FileCommands, MachineWithoutFileServicesIsToldSo) {
     const Ran ran = Run({"ls"});
 
     EXPECT_EQ(ran.status, 2);
-    EXPECT_EQ(ran.err, "mdp: /: this machine offers no file services\n");
+    EXPECT_EQ(ran.err, "mdp: /: this machine offers no file services; mdp modules lists what it has\n");
 }

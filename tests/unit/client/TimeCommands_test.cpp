@@ -96,6 +96,33 @@ TEST_F(TimeCommands, TimeSetRefusesWhatIsNoTimeWithAnOffset) {
     EXPECT_THAT(m_machine.writes, IsEmpty());
 }
 
+// The clock could be set behind the last of them, and nobody could read it then.
+TEST_F(TimeCommands, TimeSetTakesTheSecondsThatTheMachineCanTell) {
+    EXPECT_EQ(Run({"time", "set", "2106-02-07T06:28:15Z"}).status, 0);
+    EXPECT_EQ(Run({"time", "set", "2106-02-07T07:28:15+01:00"}).status, 0);
+    m_machine.writes.clear();
+    for (const char* text : {"2106-02-07T06:28:16Z", "2106-02-07T06:28:15-00:01", "2107-01-01T00:00:00Z",
+                             "9999-12-31T23:59:59Z", "1969-12-31T23:59:59Z", "1970-01-01T00:59:59+01:00"}) {
+        const Ran ran = Run({"time", "set", text});
+        EXPECT_EQ(ran.status, 2) << text;
+        EXPECT_EQ(ran.err, "mdp: " + std::string(text) + ": the machine takes times up to 2106-02-07T06:28:15Z\n");
+    }
+    EXPECT_THAT(m_machine.writes, IsEmpty());
+}
+
+TEST_F(TimeCommands, TimeSetRefusesDaysAndTimesThatThereAreNot) {
+    EXPECT_EQ(Run({"time", "set", "2024-02-29T00:00:00Z"}).status, 0);
+    m_machine.writes.clear();
+    for (const char* text : {"2023-02-29T00:00:00Z", "2026-13-01T00:00:00Z", "2026-00-01T00:00:00Z",
+                             "2026-04-31T00:00:00Z", "2026-01-01T24:00:00Z", "2026-01-01T00:60:00Z",
+                             "2026-01-01T00:00:60Z", "2026-01-01T00:00:00+24:00", "2026-01-01T00:00:00+01:60"}) {
+        const Ran ran = Run({"time", "set", text});
+        EXPECT_EQ(ran.status, 2) << text;
+        EXPECT_EQ(ran.err, "mdp: " + std::string(text) + ": there is no such day or time of day\n");
+    }
+    EXPECT_THAT(m_machine.writes, IsEmpty());
+}
+
 TEST_F(TimeCommands, TimeSetNowTakesThisSidesClock) {
     using std::chrono::system_clock;
     const auto before = system_clock::to_time_t(system_clock::now());

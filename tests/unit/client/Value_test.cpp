@@ -84,13 +84,14 @@ TEST(Value, NumbersAreEncodedInTheWidthOfTheirType) {
 }
 
 TEST(Value, NumbersThatDoNotFitAreRefused) {
-    EXPECT_EQ(Encoded(Mdp::TypeUnsigned8, "256"), "error: 256 does not fit into UNSIGNED8");
-    EXPECT_EQ(Encoded(Mdp::TypeInteger8, "128"), "error: 128 does not fit into INTEGER8");
-    EXPECT_EQ(Encoded(Mdp::TypeInteger8, "-129"), "error: -129 does not fit into INTEGER8");
-    EXPECT_EQ(Encoded(Mdp::TypeUnsigned32, "-1"), "error: -1 does not fit into UNSIGNED32");
+    EXPECT_EQ(Encoded(Mdp::TypeUnsigned8, "256"), "error: 256 does not fit into UNSIGNED8, which holds 0 to 255");
+    EXPECT_EQ(Encoded(Mdp::TypeInteger8, "128"), "error: 128 does not fit into INTEGER8, which holds -128 to 127");
+    EXPECT_EQ(Encoded(Mdp::TypeInteger8, "-129"), "error: -129 does not fit into INTEGER8, which holds -128 to 127");
+    EXPECT_EQ(Encoded(Mdp::TypeUnsigned32, "-1"),
+              "error: -1 does not fit into UNSIGNED32, which holds 0 to 4294967295");
     EXPECT_EQ(Encoded(Mdp::TypeUnsigned64, "18446744073709551616"),
               "error: \"18446744073709551616\" is not a whole number, as UNSIGNED64 needs");
-    EXPECT_EQ(Encoded(Mdp::TypeBit1, "2"), "error: 2 does not fit into BIT1");
+    EXPECT_EQ(Encoded(Mdp::TypeBit1, "2"), "error: 2 does not fit into BIT1, which holds 0 to 1");
     EXPECT_EQ(Encoded(Mdp::TypeBit1, "1"), "01");
     EXPECT_EQ(Encoded(Mdp::TypeReal32, "1e99"), "error: 1e99 does not fit into REAL32");
 }
