@@ -121,6 +121,33 @@ private:
     std::string m_shown;
 };
 
+// zsh with mdp's completion on a terminal, in the folder of a test's files.
+class CZsh {
+public:
+    CZsh() : m_shell("env TERM=dumb ZDOTDIR=/tmp/zsh HISTFILE= PATH=" + MakeSettings() + ":$PATH zsh -i") {
+        EXPECT_TRUE(m_shell.Shows("> "));
+    }
+
+    // What the command puts out that there is when someone types this, with tabs.
+    std::string Typed(const std::string& keys) {
+        m_shell.Type(keys + " >/tmp/zsh/out\n");
+        EXPECT_TRUE(m_shell.Shows("\n> ")) << m_shell.Shown();
+        std::ifstream file("/tmp/zsh/out", std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+private:
+    // Gives the directory of mdp.
+    static std::string MakeSettings() {
+        std::filesystem::create_directories("/tmp/zsh");
+        std::ofstream("/tmp/zsh/.zshrc") << "PS1='> '\nunsetopt prompt_sp prompt_cr\nfpath=(" SYLVARIN_COMPLETIONS
+                                            " $fpath)\nautoload -Uz compinit && compinit -u -D\ncd /tmp/files\n";
+        return std::filesystem::path(SYLVARIN_MDP).parent_path();
+    }
+
+    CTerminal m_shell;
+};
+
 // Whether the password opens the account, asked from one without rights.
 bool LogsIn(const std::string& user, const std::string& password) {
     return Shell("echo '" + password + "' | setpriv --reuid 65534 --regid 65534 --clear-groups su -s /bin/sh " + user +
@@ -309,6 +336,31 @@ TEST_F(ClientCommandsTest, BashGoesOnFromWhatIsTypedInQuotesOrEscaped) {
     EXPECT_EQ(Typed("mdp ls --names \"/tmp/files/my dir/one\t\n"), "one file\n");
     EXPECT_EQ(Typed("cd my\\ dir\nmdp put one\t /tmp/files/put\n"), "");
     EXPECT_TRUE(std::filesystem::exists("/tmp/files/put")) << "names of this side are the shell's";
+}
+
+TEST_F(ClientCommandsTest, ZshCompletesCommandsAddressesAndNamesOfFiles) {
+    std::filesystem::create_directories("/tmp/files/my dir");
+    std::ofstream("/tmp/files/my dir/one file") << "";
+    CZsh zsh;
+    EXPECT_EQ(zsh.Typed("mdp rea\t 1008"), "\"IPC-4711\"\n");
+    EXPECT_EQ(zsh.Typed("mdp read 0x1008:\t"), "\"IPC-4711\"\n");
+    EXPECT_EQ(zsh.Typed("mdp read 1008 --js\t --lang d\t | grep name"), "  \"name\": \"Gerätename\",\n");
+    EXPECT_EQ(zsh.Typed("mdp ls --names /tmp/files/m\ton\t"), "one file\n");
+    EXPECT_EQ(zsh.Typed("mdp ls --names '/tmp/files/my d\ton\t"), "one file\n");
+    EXPECT_EQ(zsh.Typed("mdp put my\\ d\ton\t /tmp/files/put"), "");
+    EXPECT_TRUE(std::filesystem::exists("/tmp/files/put")) << "names of this side are the shell's";
+}
+
+TEST_F(ClientCommandsTest, ZshCompletesNamesOfFilesToOneWordWhateverIsInThem) {
+    CZsh zsh;
+    for (const std::string name : {"a$(touch pwned)", "a'; touch pwned; '", "a\"`b`", "a>b&c!d#*[e]?:f g=h"}) {
+        std::ofstream("/tmp/files/" + name) << "";
+        for (const std::string begun : {"/tmp/files/a", "'/tmp/files/", "\"/tmp/files/"}) {
+            EXPECT_EQ(zsh.Typed("mdp ls --names " + begun + "\t"), name + "\n") << begun;
+        }
+        ASSERT_TRUE(std::filesystem::remove("/tmp/files/" + name));
+        EXPECT_TRUE(std::filesystem::is_empty("/tmp/files")) << name << " was run";
+    }
 }
 
 TEST_F(ClientCommandsTest, NetSetChangesAddressAndKeepsMaskAndGateway) {

@@ -41,9 +41,9 @@ protected:
         std::vector<FakeEntry>& odd = m_machine.objects[0x8FF1].entries;
         m_machine.objects[0x8FF1].objectCode = 9;
         odd.push_back(CountEntry(20));
-        for (const std::uint32_t code : {0xECA60001U, 0xECA60101U, 0xECA60102U, 0xECA60105U, 0xECA60106U, 0xECA60107U,
-                                         0xECA60108U, 0xECA60200U, 0xECA60FFFU, 0xECA61000U, 0xECA70002U, 0xECA80007U,
-                                         0xECAF0421U, 0xECA60104U}) {
+        for (const std::uint32_t code :
+             {0xECA60001U, 0xECA60101U, 0xECA60102U, 0xECA60105U, 0xECA60106U, 0xECA60107U, 0xECA60108U, 0xECA60200U,
+              0xECA60FFFU, 0xECA61000U, 0xECA70002U, 0xECA80007U, 0xECAF0421U, 0xECA60104U}) {
             odd.push_back({5, "rw", "Odd", {1}, code});
         }
         odd.push_back({3, "rw", "Number", Number(0, 2)});
@@ -200,12 +200,33 @@ TEST_F(Failures, OfAMachineWithoutTheModuleSayWhatItHas) {
 // Each command in its shortest form that asks the machine.
 TEST_F(Failures, WithoutAServiceAskWhetherItRuns) {
     const std::vector<std::vector<std::string>> lines = {
-        {"modules"},     {"tree"},           {"read", "8011"},       {"write", "8011:1", "x"}, {"describe", "8011"},
-        {"call", "B010"}, {"watch", "8011"}, {"net"},                {"time"},                 {"zone"},
-        {"ntp"},         {"drives"},         {"discs"},              {"sensors"},              {"gpio"},
-        {"ups"},         {"runtime"},        {"routes"},             {"user"},                 {"group"},
-        {"ls"},          {"get", "/a"},      {"put", "/etc/passwd", "/a"}, {"cp", "/a", "/b"}, {"mv", "/a", "/b"},
-        {"rm", "/a"},    {"mkdir", "/a"},
+        {"modules"},
+        {"tree"},
+        {"read", "8011"},
+        {"write", "8011:1", "x"},
+        {"describe", "8011"},
+        {"call", "B010"},
+        {"watch", "8011"},
+        {"net"},
+        {"time"},
+        {"zone"},
+        {"ntp"},
+        {"drives"},
+        {"discs"},
+        {"sensors"},
+        {"gpio"},
+        {"ups"},
+        {"runtime"},
+        {"routes"},
+        {"user"},
+        {"group"},
+        {"ls"},
+        {"get", "/a"},
+        {"put", "/etc/passwd", "/a"},
+        {"cp", "/a", "/b"},
+        {"mv", "/a", "/b"},
+        {"rm", "/a"},
+        {"mkdir", "/a"},
     };
     for (std::vector<std::string> words : lines) {
         SCOPED_TRACE(words[0]);

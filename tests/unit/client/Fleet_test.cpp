@@ -112,7 +112,8 @@ TEST_F(FleetTest, OneMachineGivesTheStatusOfTheCommand) {
     const Ran ran = Mdp("--host press1 read 7777");
 
     EXPECT_EQ(ran.status, 1);
-    EXPECT_EQ(ran.err, "mdp: 0x7777: 0xECA60100 OBJ_E_INVALIDIDX: the object or entry does not exist\n");
+    EXPECT_EQ(ran.err, "mdp: 0x7777: 0xECA60100 OBJ_E_INVALIDIDX: the object or entry does not exist; "
+                       "mdp tree shows what this machine has\n");
 }
 
 TEST_F(FleetTest, OneMachineThatIsNotReachedIsAFailureToConnect) {
