@@ -67,6 +67,10 @@ void FakeDictionary::AddModule(std::uint8_t slot, std::uint8_t type, const std::
 }
 
 FakeReply FakeDictionary::Answer(const TestBytes& frame) {
+    if (losses > 0) {
+        --losses;
+        return NoReply();
+    }
     const bool writes0 = NumberAt(frame, 16, 8) != 24;
     switch (frame[24]) {
     case 0:
@@ -125,8 +129,14 @@ FakeReply FakeDictionary::AnswerWrite(const TestBytes& frame) {
         return RecordReply(frame, 0, {});
     }
     const auto object = objects.find(index);
-    const bool known = object != objects.end() && frame[29] < object->second.entries.size();
-    return RecordReply(frame, known ? object->second.entries[frame[29]].code : 0xECA60100, {});
+    if (object == objects.end() || frame[29] >= object->second.entries.size()) {
+        return RecordReply(frame, 0xECA60100, {});
+    }
+    const std::uint32_t code = object->second.entries[frame[29]].code;
+    if (code == 0 && written) {
+        written(writes.back());
+    }
+    return RecordReply(frame, code, {});
 }
 
 FakeReply FakeDictionary::AnswerList(const TestBytes& frame) {

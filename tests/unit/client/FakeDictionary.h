@@ -47,6 +47,8 @@ struct FakeDictionary {
     };
 
     std::vector<Written> writes;
+    std::function<void(const Written&)> written; // called behind each write that is not refused
+    unsigned losses = 0;                         // so many of the next frames get no answer
 
     // Adds a module with its header and its places in the lists.
     void AddModule(std::uint8_t slot, std::uint8_t type, const std::string& typeName, const std::string& name);
