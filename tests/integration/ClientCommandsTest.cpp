@@ -13,34 +13,13 @@
 #include <fstream>
 
 #include "ServiceTest.h"
+#include "ShellCommands.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-
-struct Outcome {
-    int status;
-    std::string output;
-};
-
-// Standard output and standard error of a script, with its exit status.
-Outcome Shell(const std::string& script) {
-    FILE* pipe = popen(("exec 2>&1; " + script).c_str(), "r");
-    Outcome outcome{-1, {}};
-    std::array<char, 4096> buffer;
-    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
-        outcome.output.append(buffer.data(), count);
-    }
-    const int status = pclose(pipe);
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
-}
-
-Outcome Mdp(const std::string& arguments) {
-    return Shell(SYLVARIN_MDP " " + arguments);
-}
 
 // What bash with mdp's completion puts out when someone types this, with tabs and line ends.
 std::string Typed(const std::string& keys) {
@@ -153,11 +132,6 @@ bool LogsIn(const std::string& user, const std::string& password) {
     return Shell("echo '" + password + "' | setpriv --reuid 65534 --regid 65534 --clear-groups su -s /bin/sh " + user +
                  " -c 'id -un' 2>/dev/null")
                .output == user + "\n";
-}
-
-std::string Content(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 class ClientCommandsTest : public ServiceTest {

@@ -59,7 +59,7 @@ Mdp::Result<void> SetNtp(const Context& context, const NtpSettings& ntp, const s
 }
 
 // Only what is missing, so that it can be given again.
-Mdp::Result<void> SetGroup(const Context& context, const std::string& group, const GroupMembers& wanted) {
+Mdp::Result<void> SetGroupNow(const Context& context, const std::string& group, const GroupMembers& wanted) {
     const std::string noDomain;
     ReadFailure failure;
     const auto machine = ReadMachineSettings(context, SettingsChoice(Section::Groups), failure);
@@ -91,6 +91,20 @@ Mdp::Result<void> SetGroup(const Context& context, const std::string& group, con
         }
     }
     return {};
+}
+
+Mdp::Result<void> SetGroup(const Context& context, const std::string& group, const GroupMembers& wanted) {
+    Mdp::Result<void> set = SetGroupNow(context, group, wanted);
+    if (set || set.Error().kind != Mdp::ErrorKind::Object) {
+        return set;
+    }
+    const Mdp::Code contradictions[] = {Mdp::OBJ_E_GROUPEXISTS, Mdp::OBJ_E_NOSUCHGROUP, Mdp::OBJ_E_NOSUCHUSER};
+    if (std::find(std::begin(contradictions), std::end(contradictions), set.Error().code) == std::end(contradictions)) {
+        return set;
+    }
+    Mdp::Error told = set.Error();
+    told.detail = "others have changed the accounts since the service read them; start the service anew";
+    return told;
 }
 
 Mdp::Result<void> SetDns(const Context& context, const std::vector<std::string>& servers) {

@@ -201,7 +201,8 @@ std::vector<Fault> FindObstacles(const Settings& wanted, const MachineSettings& 
 }
 
 std::string DifferenceWords(const Difference& difference) {
-    return difference.place + ": " + difference.fromWords + " -> " + difference.toWords;
+    const std::string from = difference.fromWords.empty() ? "" : difference.fromWords + " -> ";
+    return difference.place + ": " + from + difference.toWords;
 }
 
 Json DifferenceJson(const Difference& difference) {

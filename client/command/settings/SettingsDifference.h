@@ -16,7 +16,7 @@ struct Difference {
     std::string place; // in the document: "net.em0"
     Json from;
     Json to;
-    std::string fromWords;
+    std::string fromWords; // empty for one that is to be set again
     std::string toWords;
 };
 

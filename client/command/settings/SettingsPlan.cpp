@@ -31,8 +31,8 @@ public:
         if (gateway) {
             AddGateway(*m_wanted.gateway, std::move(*gateway));
         } else if (const std::string kept = GatewayToKeep(); !kept.empty()) {
-            AddGateway(kept, {Section::Gateway, "", "gateway", kept, kept, kept,
-                              kept + " (set again: turning to DHCP takes it away)"});
+            AddGateway(kept, {Section::Gateway, "", "gateway", kept, kept, "",
+                              kept + " again, as turning to DHCP takes it away"});
         }
         std::move(m_net.begin(), m_net.end(), std::back_inserter(steps));
         return steps;

@@ -298,7 +298,7 @@ TEST_F(SettingsCommands, SaveThatCannotReadMakesNoFile) {
     EXPECT_EQ(ran.status, 1);
     EXPECT_EQ(ran.err,
               "mdp: reading em0 (--only names the sections to save): 0xECA60106 OBJ_E_INVALIDDATA: the data cannot "
-                       "be used\n");
+              "be used\n");
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_EQ(Run({"save", path, "--only", "name,zone"}).status, 0);
     EXPECT_EQ(Run({"diff", path}).status, 0);
@@ -450,6 +450,15 @@ TEST_F(SettingsCommands, ApplyStopsAtTheFirstFailureAndGoesOnFromThere) {
     EXPECT_EQ(again.status, 0) << again.err;
     EXPECT_THAT(again.out, testing::StartsWith("groups.new: "));
     EXPECT_EQ(Run({"diff", path}).out, "");
+}
+
+// The service reads the accounts when it starts and after its own changes.
+TEST_F(SettingsCommands, ApplyTellsWhatHelpsWhereOthersHaveChangedTheAccounts) {
+    m_machine.serve = [](std::uint16_t, const TestBytes&) { return FakeResponse{3, Number(0xECAF0403, 8)}; };
+    const Ran ran = Run({"apply", Document(s_other), "--only", "groups"});
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_THAT(ran.err, testing::StartsWith("mdp: groups.new: others have changed the accounts since the service read "
+                                             "them; start the service anew: 0xECAF0403 OBJ_E_GROUPEXISTS"));
 }
 
 TEST_F(SettingsCommands, ApplyTellsOfAChangeThatTheMachineDoesNotShow) {

@@ -118,6 +118,8 @@ TEST_F(SettingsPlan, GatewayIsSetBehindAdaptersThatTurnToDhcp) {
 TEST_F(SettingsPlan, GatewayThatStaysIsSetAgainWhenAnotherAdapterTurnsToDhcp) {
     Want("em1", "");
     EXPECT_THAT(Places(), ElementsAre("net.em1", "gateway=192.168.10.1/em0")) << "not spoken of";
+    EXPECT_EQ(DifferenceWords(PlanSteps(m_wanted, m_machine, "").at(1).differences.at(0)),
+              "gateway: 192.168.10.1 again, as turning to DHCP takes it away");
     m_wanted.gateway = "192.168.10.1";
     EXPECT_THAT(Places(), ElementsAre("net.em1", "gateway=192.168.10.1/em0")) << "wanted";
     Want("em0", "192.168.10.21");
