@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <new>
+
 #include "NicFixture.h"
 #include "RcConf.h"
+#include "dictionary/ModuleObjects.h"
 
 using namespace std::string_literals;
 using testing::Contains;
@@ -17,6 +20,7 @@ constexpr unsigned int SET_ALL = 1;
 const std::string SUCCESS = "\0\0"s;
 const std::string INVALID_DATA = "\3\0\x06\x01\xA6\xEC\0\0\0\0"s;
 const std::string INVALID_ARGUMENT = "\3\0\x07\x01\xA6\xEC\0\0\0\0"s;
+const std::string OUT_OF_MEMORY = "\3\0\x04\x01\xA6\xEC\0\0\0\0"s;
 const std::string UNEXPECTED = "\3\0\xFF\x0F\xA6\xEC\0\0\0\0"s;
 
 class NicServiceTest : public NicFixture {
@@ -25,6 +29,10 @@ protected:
 
     const Call m_routing{"/etc/rc.d/routing", "restart"};
     const Call m_netif1{"/etc/rc.d/netif", "restart", "em1"};
+};
+
+class CForgetful : public NIC::CObjNicService {
+    ObjResult Run() override { throw std::bad_alloc(); }
 };
 
 } // namespace
@@ -50,6 +58,12 @@ TEST_F(NicServiceTest, RenewOfAStaticAdapterSucceedsAndDoesNothing) {
 TEST_F(NicServiceTest, RenewWithoutASetUpFailsWithACodeOfEightBytes) {
     WriteRcConf("");
     EXPECT_EQ(Run("em1", RENEW, ""), INVALID_DATA);
+}
+
+TEST_F(NicServiceTest, ServiceThatFindsNoMemoryFailsWithACodeOfEightBytes) {
+    constexpr unsigned int behind = 2;
+    AddModuleObject<CForgetful>(*m_dictionary.Get(), 0, ServiceIndex(Header("em1"), behind));
+    EXPECT_EQ(Run("em1", behind, ""), OUT_OF_MEMORY);
 }
 
 TEST_F(NicServiceTest, ServicesWithoutTheirRecordFail) {
