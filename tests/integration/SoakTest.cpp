@@ -234,6 +234,9 @@ protected:
         m_threads.emplace_back([this, work = std::move(work), seed] {
             Random random(seed);
             while (IsTimeLeft()) {
+                while (m_isAbsenceWanted) { // or it would never get its turn
+                    std::this_thread::sleep_for(5ms);
+                }
                 const std::shared_lock present(m_present);
                 try {
                     work(random);
@@ -366,9 +369,28 @@ protected:
         m_report.Count("times the log daemon hung");
     }
 
-    // With nobody asking for anything; clients that were killed may still be on their way out.
+    // While it lives nobody asks for anything; clients that were killed may still be on their way out.
+    class Absence {
+    public:
+        explicit Absence(SoakTest& test) : m_test(test) {
+            m_test.m_isAbsenceWanted = true;
+            m_test.m_present.lock();
+        }
+
+        ~Absence() {
+            m_test.m_present.unlock();
+            m_test.m_isAbsenceWanted = false;
+        }
+
+        Absence(const Absence&) = delete;
+        Absence& operator=(const Absence&) = delete;
+
+    private:
+        SoakTest& m_test;
+    };
+
     void StopAndStart(bool kills) {
-        const std::unique_lock absent(m_present);
+        const Absence absence(*this);
         if (kills) {
             m_service->Signal(SIGKILL);
             ASSERT_EQ(m_service->WaitForEnd().signal, SIGKILL);
@@ -418,6 +440,7 @@ protected:
     std::atomic<unsigned> m_troubles{0}; // odd while there is one
     std::string m_settings;              // lines of rc.conf that nobody changes
     std::shared_mutex m_present;         // held by those who need the service to stay
+    std::atomic<bool> m_isAbsenceWanted{false};
     Clock::time_point m_end = Clock::now() + SoakTime();
     std::vector<std::thread> m_threads;
 };
@@ -440,6 +463,7 @@ TEST_F(SoakTest, AllAtOnceTheServiceAnswersRightAndGoesOn) {
     Repeat([this](Random& random) { ChangeModules(random); });
     Repeat([this](Random& random) { ChangeRoutes(random); });
     Repeat([this](Random& random) { ChangeAccounts(random); });
+    auto nextSleep = Clock::now() + 30s;
     for (unsigned round = 0; IsTimeLeft(); ++round) {
         Random random(round);
         TakeDescriptors();
@@ -450,10 +474,11 @@ TEST_F(SoakTest, AllAtOnceTheServiceAnswersRightAndGoesOn) {
         }
         StopAndStart(round % 4 == 3);
         // Long enough for the modules to sleep, now and then.
-        if (round % 50 == 49) {
-            const std::unique_lock absent(m_present);
-            std::this_thread::sleep_for(std::min<Clock::duration>(45s, m_end - Clock::now()));
+        if (m_end - Clock::now() > 45s && Clock::now() > nextSleep) {
+            const Absence absence(*this);
+            std::this_thread::sleep_for(45s);
             m_report.Count("times all modules slept");
+            nextSleep = Clock::now() + 180s;
         }
         if (m_service->WaitForEnd(100ms).ended) {
             ADD_FAILURE() << "the service has ended\n" << m_service->Output();
