@@ -1,6 +1,8 @@
 #include "Api.h"
 
 #include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <charconv>

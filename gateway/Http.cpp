@@ -32,6 +32,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// Headers of our own, in the place of what the library is not to see.
+constexpr const char* s_refusedBody = "X-Refused-Body";
+constexpr const char* s_contentType = "X-Content-Type";
+
 constexpr std::size_t s_longestPath = 512;
 constexpr std::size_t s_mostRequests = 1000; // on one connection
 
@@ -498,16 +502,19 @@ private:
     // Before the library looks further: it should neither unpack bodies, whose size it would not limit, nor take them
     // apart, nor pack answers, which would hold events back, nor cut them into ranges.
     static void Prepare(httplib::Request& request, ClientStream& stream) {
+        for (const char* own : {s_refusedBody, s_contentType}) {
+            request.headers.erase(own);
+        }
         const auto isSet = [&](const char* header) { return request.headers.find(header) != request.headers.end(); };
         const bool isPlain = request.get_header_value_count("Content-Length") <= 1 && !isSet("Transfer-Encoding") &&
                              !isSet("Content-Encoding");
         if (!isPlain || (!HasBody(request) &&
                          request.get_header_value("Content-Length", 0).find_first_not_of('0') != std::string::npos)) {
             // A request whose end is told in an unusual way may be the one of somebody who tries to hide a second one.
-            request.set_header("X-Refused-Body", "1");
+            request.set_header(s_refusedBody, "1");
             stream.CloseAfterwards();
         }
-        request.headers.emplace("X-Content-Type", request.get_header_value("Content-Type"));
+        request.headers.emplace(s_contentType, request.get_header_value("Content-Type"));
         for (const char* header : {"Content-Type", "Content-Encoding", "Accept-Encoding", "Expect"}) {
             request.headers.erase(header);
         }
@@ -523,7 +530,7 @@ private:
         request.body = from.body;
         request.peer = Current()->From();
         HttpResponse response;
-        if (from.has_header("X-Refused-Body")) {
+        if (from.has_header(s_refusedBody)) {
             response.status = 400;
         } else {
             response = m_handler(request);

@@ -85,6 +85,18 @@ TEST(HttpTest, ABodyIsNeitherUnpackedNorTakenApart) {
     EXPECT_THAT(answer, EndsWith("POST /a --x--"));
 }
 
+TEST(HttpTest, WhatTheServerTellsOfARequestCannotBeSent) {
+    HttpServer server({}, [](const HttpRequest& request) {
+        HttpResponse response;
+        response.contentType = "text/plain";
+        response.body = "<" + request.Header("X-Content-Type") + ">";
+        return response;
+    });
+    EXPECT_THAT(server.AnswerTo("GET /a HTTP/1.1\r\nHost: h\r\nX-Content-Type: application/json\r\n"
+                                "X-Refused-Body: 1\r\nContent-Type: text/plain\r\n\r\n"),
+                EndsWith("<text/plain>"));
+}
+
 TEST(HttpTest, RubbishIsAnsweredWithAProblemOrNothing) {
     EXPECT_THAT(AnswerTo("nonsense\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
     EXPECT_THAT(AnswerTo("nonsense\r\n\r\n"), HasSubstr("application/problem+json"));
