@@ -240,6 +240,11 @@ private:
                 next = std::min(next.value_or(machine.deadline), machine.deadline);
             }
         }
+        // The reader of a stream that says nothing may go, too: a descriptor that is asked for nothing tells its end.
+        if (m_isStream && !m_isOutputGone) {
+            wait(STDOUT_FILENO, 0, &Fleet::LoseOutput);
+            waited.back().events = 0;
+        }
         timespec limit{};
         if (next) {
             const auto left = std::max(*next - Clock::now(), Clock::duration::zero());
@@ -250,7 +255,7 @@ private:
         // One that could not be started has nothing to be waited for.
         if (!waited.empty() && ppoll(waited.data(), waited.size(), next ? &limit : nullptr, &m_signals.Mask()) > 0) {
             for (std::size_t k = 0; k < waited.size(); ++k) {
-                if (waited[k].revents != 0 && IsRunning(takers[k].first)) {
+                if (waited[k].revents != 0) {
                     (this->*takers[k].second)(takers[k].first);
                 }
             }
@@ -262,13 +267,22 @@ private:
         }
     }
 
+    void LoseOutput(std::size_t) {
+        m_isOutputGone = true;
+        Interrupt(SIGTERM);
+    }
+
+    // What came before for the same machine may have ended it.
     void TakeTunnelOutput(std::size_t i) {
-        if (m_machines[i].tunnel->Output() >= 0) {
+        if (IsRunning(i) && m_machines[i].tunnel->Output() >= 0) {
             m_machines[i].tunnel->TakeOutput();
         }
     }
 
     void TakeTunnelErrors(std::size_t i) {
+        if (!IsRunning(i) || m_machines[i].tunnel->Errors() < 0) {
+            return;
+        }
         Tunnel& tunnel = *m_machines[i].tunnel;
         const std::string text = tunnel.TakeErrors();
         // Somebody may be waited for, to touch a key.
@@ -361,6 +375,9 @@ private:
     // The end of the reports is that of the worker.
     void TakeReport(std::size_t i) {
         Machine& machine = m_machines[i];
+        if (machine.report < 0) {
+            return;
+        }
         std::string bytes;
         if (ReadMore(machine.report, bytes)) {
             machine.reader.Add(bytes, [&](ReportKind kind, const std::string& content) { Take(i, kind, content); });
@@ -438,9 +455,8 @@ private:
         } else {
             m_prefix.Print(m_streams.out, result.label, lines);
         }
-        m_isOutputGone = !m_streams.out.flush();
-        if (m_isOutputGone) {
-            Interrupt(SIGTERM);
+        if (!m_streams.out.flush()) {
+            LoseOutput(0);
         }
     }
 
@@ -513,7 +529,10 @@ private:
         } else {
             PrintTogether(m_streams, m_results);
         }
-        m_streams.out.flush();
+        if (m_isOutputGone || !m_streams.out.flush()) {
+            m_streams.err << "mdp: the output could not be written\n";
+            return ExitLocal;
+        }
         if (!m_options.json) {
             PrintSummary(m_streams.err, m_results);
         }

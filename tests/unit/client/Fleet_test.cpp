@@ -390,11 +390,12 @@ TEST_F(FleetTest, SignalEndsWhatIsNotConnectedYet) {
 
 TEST_F(FleetTest, ReaderThatGoesEndsIt) {
     const std::string line = "XDG_RUNTIME_DIR=" + m_directory + "/run MDP_SSH=" + m_directory +
-                             "/ssh setsid -w " SYLVARIN_MDP " --host a,b watch --period 0.02 8001 1008 | head -n 1 >" +
-                             m_directory + "/out";
+                             "/ssh setsid -w " SYLVARIN_MDP " --host a,b watch --period 0.02 8001 1008 2>" +
+                             m_directory + "/err | head -n 1 >" + m_directory + "/out";
     EXPECT_EQ(std::system(line.c_str()), 0);
 
     EXPECT_THAT(ReadAll(m_directory + "/out"), HasSubstr(": "));
+    EXPECT_EQ(ReadAll(m_directory + "/err"), "mdp: the output could not be written\n");
 }
 
 TEST_F(FleetTest, CompletionAsksNoMachine) {
