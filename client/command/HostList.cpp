@@ -39,7 +39,8 @@ void AddHosts(HostList& list, std::string_view text, const std::string& where) {
     for (const std::string& part : Split(text, ',')) {
         const auto host = ParseHost(Trimmed(part));
         if (!host) {
-            list.wrong = where + "\"" + part + "\" is no machine's name; the form is " + std::string(s_form);
+            list.wrong = where;
+            list.wrong.append("\"").append(part).append("\" is no machine's name; the form is ").append(s_form);
             return;
         }
         const bool isKnown =
