@@ -253,7 +253,8 @@ private:
             limit.tv_nsec = static_cast<long>(std::chrono::nanoseconds(left - seconds).count());
         }
         // One that could not be started has nothing to be waited for.
-        if (!waited.empty() && ppoll(waited.data(), waited.size(), next ? &limit : nullptr, &m_signals.Mask()) > 0) {
+        if (!waited.empty() &&
+            ppoll(waited.data(), static_cast<nfds_t>(waited.size()), next ? &limit : nullptr, &m_signals.Mask()) > 0) {
             for (std::size_t k = 0; k < waited.size(); ++k) {
                 if (waited[k].revents != 0) {
                     (this->*takers[k].second)(takers[k].first);
