@@ -221,7 +221,13 @@ def objects():
         return {"index": index, "name": name, "kind": kind, "module": module, "entries": entries}
 
     return [
-        made("0x1008", "Device name", "variable", None, [entry("0x1008", 0, "Device name", "VISIBLE_STRING", "rw", "IPC-4711")]),
+        made(
+            "0x1008",
+            "Device name",
+            "variable",
+            None,
+            [entry("0x1008", 0, "Device name", "VISIBLE_STRING", "rw", "IPC-4711")],
+        ),
         made(
             "0x8001",
             "Network settings",
@@ -234,20 +240,50 @@ def objects():
                 entry("0x8001", 7, "Reserved 7", "VISIBLE_STRING", "rw", None, not_supported),
             ],
         ),
-        made("0x80C1", "Time settings", "record", "0x80C0", [
-            entry("0x80C1", 1, "NTP server", "VISIBLE_STRING", "rw", "ntp.example.net"),
-            entry("0x80C1", 2, "NTP refresh interval", "UNSIGNED32", "rw", 64),
-            entry("0x80C1", 5, "Time zone", "UNSIGNED16", "rw", 2),
-        ]),
-        made("0x80C2", "Time zones", "array", "0x80C0", [
-            entry("0x80C2", 0, "Number of entries", "UNSIGNED8", "r-", 3),
-            *[entry("0x80C2", n + 1, "Time zone", "VISIBLE_STRING", "r-", zone) for n, zone in enumerate(["UTC", "America/New_York", "Europe/Berlin"])],
-        ]),
-        made("0x80F3", "GPIO", "array", "0x80F0", [
-            entry("0x80F3", 1, "Pin", "UNSIGNED8", "r-", 1),
-            entry("0x80F3", 5, "Pin", "UNSIGNED8", "rw", 0),
-        ]),
-        made("0x8029", "Router status", "record", "0x8020", [entry("0x8029", 1, "Router value 1", "UNSIGNED64", "r-", "18446744073709551615"), entry("0x8029", 2, "Octets", "OCTET_STRING", "r-", {"hex": "00ff10"})]),
+        made(
+            "0x80C1",
+            "Time settings",
+            "record",
+            "0x80C0",
+            [
+                entry("0x80C1", 1, "NTP server", "VISIBLE_STRING", "rw", "ntp.example.net"),
+                entry("0x80C1", 2, "NTP refresh interval", "UNSIGNED32", "rw", 64),
+                entry("0x80C1", 5, "Time zone", "UNSIGNED16", "rw", 2),
+            ],
+        ),
+        made(
+            "0x80C2",
+            "Time zones",
+            "array",
+            "0x80C0",
+            [
+                entry("0x80C2", 0, "Number of entries", "UNSIGNED8", "r-", 3),
+                *[
+                    entry("0x80C2", n + 1, "Time zone", "VISIBLE_STRING", "r-", zone)
+                    for n, zone in enumerate(["UTC", "America/New_York", "Europe/Berlin"])
+                ],
+            ],
+        ),
+        made(
+            "0x80F3",
+            "GPIO",
+            "array",
+            "0x80F0",
+            [
+                entry("0x80F3", 1, "Pin", "UNSIGNED8", "r-", 1),
+                entry("0x80F3", 5, "Pin", "UNSIGNED8", "rw", 0),
+            ],
+        ),
+        made(
+            "0x8029",
+            "Router status",
+            "record",
+            "0x8020",
+            [
+                entry("0x8029", 1, "Router value 1", "UNSIGNED64", "r-", "18446744073709551615"),
+                entry("0x8029", 2, "Octets", "OCTET_STRING", "r-", {"hex": "00ff10"}),
+            ],
+        ),
     ]
 
 
@@ -261,9 +297,28 @@ MODULES = [
 
 def with_text_everywhere(value, hostile):
     """The same answers, with a text put behind every text that the machine gives."""
-    kept = {"index", "severity", "view", "id", "state", "kind", "power", "direction", "type", "access", "module", "code", "zoneLists"}
+    kept = {
+        "index",
+        "severity",
+        "view",
+        "id",
+        "state",
+        "kind",
+        "power",
+        "direction",
+        "type",
+        "access",
+        "module",
+        "code",
+        "zoneLists",
+    }
     if isinstance(value, dict):
-        return {key: one if key in kept and not isinstance(one, (dict, list)) or key == "zoneLists" else with_text_everywhere(one, hostile) for key, one in value.items()}
+        return {
+            key: one
+            if key in kept and not isinstance(one, (dict, list)) or key == "zoneLists"
+            else with_text_everywhere(one, hostile)
+            for key, one in value.items()
+        }
     if isinstance(value, list):
         return [with_text_everywhere(one, hostile) for one in value]
     return value + hostile if isinstance(value, str) else value
@@ -312,7 +367,9 @@ def handler(machine, files):
             self.wfile.write(data)
 
         def problem(self, status, title, **more):
-            self.answer(status, {"type": "about:blank", "title": title, "status": status, **more}, "application/problem+json")
+            self.answer(
+                status, {"type": "about:blank", "title": title, "status": status, **more}, "application/problem+json"
+            )
 
         def do_GET(self):
             address = urllib.parse.urlsplit(self.path)
@@ -331,7 +388,9 @@ def handler(machine, files):
             if not machine.up:
                 return self.problem(503, "the service does not answer")
             if path == "objects":
-                return self.answer(200, {"objects": [{**one, "entries": len(one["entries"])} for one in machine.objects]})
+                return self.answer(
+                    200, {"objects": [{**one, "entries": len(one["entries"])} for one in machine.objects]}
+                )
             if path == "modules":
                 return self.answer(200, {"modules": machine.modules})
             if path.startswith("views/") and path[6:] in machine.views:
@@ -342,7 +401,13 @@ def handler(machine, files):
                 entry = machine.entry(index, int(match[2])) if match[2] else None
                 if found is not None and (match[2] is None or entry is not None):
                     return self.answer(200, entry or found)
-            self.problem(404, "there is no such thing", code="0xECA60100", name="OBJ_E_INVALIDIDX", text="the object or entry does not exist")
+            self.problem(
+                404,
+                "there is no such thing",
+                code="0xECA60100",
+                name="OBJ_E_INVALIDIDX",
+                text="the object or entry does not exist",
+            )
 
         def body(self):
             return json.loads(self.rfile.read(int(self.headers["Content-Length"])))
@@ -366,13 +431,25 @@ def handler(machine, files):
             if path == "/api/v1/session":
                 if wish["password"] != machine.password:
                     return self.problem(401, "wrong name or password")
-                machine.session = {"signedIn": True, "user": wish["user"], "mayLook": True, "mayChange": True, "signIn": "offered"}
+                machine.session = {
+                    "signedIn": True,
+                    "user": wish["user"],
+                    "mayLook": True,
+                    "mayChange": True,
+                    "signIn": "offered",
+                }
                 return self.answer(200, machine.session)
             machine.written.append((path.rsplit("/", 1)[1], None, wish))
             self.answer(200, {"id": "0" * 32, "index": "0x" + path.rsplit("/", 1)[1], "state": "done"})
 
         def do_DELETE(self):
-            machine.session = {"signedIn": False, "user": None, "mayLook": True, "mayChange": False, "signIn": "offered"}
+            machine.session = {
+                "signedIn": False,
+                "user": None,
+                "mayLook": True,
+                "mayChange": False,
+                "signIn": "offered",
+            }
             self.send_response(204)
             self.send_header("Content-Length", "0")
             self.end_headers()
@@ -395,7 +472,12 @@ def handler(machine, files):
                         version = machine.version
                     if told.get("state") != machine.up:
                         told = {"state": machine.up}
-                        self.event("state", {"service": "up", "text": None} if machine.up else {"service": "down", "text": "no service answers"})
+                        self.event(
+                            "state",
+                            {"service": "up", "text": None}
+                            if machine.up
+                            else {"service": "down", "text": "no service answers"},
+                        )
                     if machine.up:
                         for name in views:
                             data = json.dumps(machine.views[name])
@@ -404,7 +486,17 @@ def handler(machine, files):
                                 self.event("view", {"view": name, "data": machine.views[name]})
                         for one in machine.objects:
                             if one["index"] in indexes:
-                                entries = [{"sub": entry["sub"], **({"error": entry["error"]} if "error" in entry else {"value": entry.get("value")})} for entry in one["entries"]]
+                                entries = [
+                                    {
+                                        "sub": entry["sub"],
+                                        **(
+                                            {"error": entry["error"]}
+                                            if "error" in entry
+                                            else {"value": entry.get("value")}
+                                        ),
+                                    }
+                                    for entry in one["entries"]
+                                ]
                                 if told.get(one["index"]) != entries:
                                     told[one["index"]] = entries
                                     self.event("object", {"index": one["index"], "entries": entries})

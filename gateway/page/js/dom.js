@@ -24,7 +24,9 @@ export function h(tag, attributes = {}, ...children) {
             element.setAttribute(name, value === true ? '' : String(value));
         }
     }
-    element.append(...children.flat(Infinity).filter((child) => child !== null && child !== undefined && child !== false));
+    element.append(
+        ...children.flat(Infinity).filter((child) => child !== null && child !== undefined && child !== false),
+    );
     return element;
 }
 
@@ -102,6 +104,10 @@ export function table(caption, columns, rows) {
                 ),
             ),
         ),
-        h('tbody', { role: 'rowgroup' }, rows.map((row) => h('tr', { role: 'row' }, row.map(cell)))),
+        h(
+            'tbody',
+            { role: 'rowgroup' },
+            rows.map((row) => h('tr', { role: 'row' }, row.map(cell))),
+        ),
     );
 }

@@ -68,7 +68,9 @@ function field(options, value) {
     return h(
         'select',
         { name: 'new' },
-        options.map(([given, title]) => h('option', { value: given, selected: given === String(value) }, said(title).textContent)),
+        options.map(([given, title]) =>
+            h('option', { value: given, selected: given === String(value) }, said(title).textContent),
+        ),
     );
 }
 
@@ -89,7 +91,12 @@ export async function edit(index, sub, title, kind) {
                 h(
                     'div',
                     { class: 'beside' },
-                    h('div', {}, h('span', { class: 'what' }, text('now')), h('div', { class: 'old' }, isReadable ? said(words(options, old)) : text('unreadable'))),
+                    h(
+                        'div',
+                        {},
+                        h('span', { class: 'what' }, text('now')),
+                        h('div', { class: 'old' }, isReadable ? said(words(options, old)) : text('unreadable')),
+                    ),
                     h('span', { class: 'arrow', 'aria-hidden': 'true' }, '→'),
                     h('label', {}, h('span', { class: 'what' }, text('new')), field(options, first)),
                 ),
@@ -99,7 +106,11 @@ export async function edit(index, sub, title, kind) {
             async (form) => {
                 const wanted = parsed(entry.type, form.elements.new.value);
                 try {
-                    const after = await ask(pathOf(index, sub), 'PUT', isReadable ? { old, new: wanted } : { new: wanted });
+                    const after = await ask(
+                        pathOf(index, sub),
+                        'PUT',
+                        isReadable ? { old, new: wanted } : { new: wanted },
+                    );
                     const isThere = after.value !== undefined && line(after.value) === line(wanted);
                     note(isThere ? text('written', title, words(options, after.value)) : text('accepted', title));
                 } catch (problem) {
@@ -122,7 +133,16 @@ export function changeButton(state, index, sub, title, kind = '') {
     }
     return h(
         'button',
-        { type: 'button', class: 'quiet small', 'data-action': 'edit', 'data-index': index, 'data-sub': sub, 'data-title': title, 'data-kind': kind, 'aria-label': text('change.of', title) },
+        {
+            type: 'button',
+            class: 'quiet small',
+            'data-action': 'edit',
+            'data-index': index,
+            'data-sub': sub,
+            'data-title': title,
+            'data-kind': kind,
+            'aria-label': text('change.of', title),
+        },
         text('change'),
     );
 }

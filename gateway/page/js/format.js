@@ -8,7 +8,9 @@ export function number(value, digits = 0) {
     if (value === null || value === undefined) {
         return MISSING;
     }
-    return new Intl.NumberFormat(language(), { minimumFractionDigits: digits, maximumFractionDigits: digits }).format(value);
+    return new Intl.NumberFormat(language(), { minimumFractionDigits: digits, maximumFractionDigits: digits }).format(
+        value,
+    );
 }
 
 export function withUnit(value, unit, digits = 0) {

@@ -26,7 +26,13 @@ export class Live {
             query.set('views', [...new Set(views)].sort().join(','));
         }
         if (objects.length > 0) {
-            query.set('objects', objects.map((index) => index.replace(/^0x/, '')).sort().join(','));
+            query.set(
+                'objects',
+                objects
+                    .map((index) => index.replace(/^0x/, ''))
+                    .sort()
+                    .join(','),
+            );
         }
         const wanted = query.toString();
         if (wanted !== this.#wanted) {

@@ -53,7 +53,12 @@ function sample(what) {
     } else if (what === 'system') {
         const { processors, memory } = live.views.get(what);
         processors.forEach(({ name, loadPercent }) => feed(`load ${name}`, loadPercent));
-        feed('memory', memory.totalBytes === null || memory.availableBytes === null ? null : memory.totalBytes - memory.availableBytes);
+        feed(
+            'memory',
+            memory.totalBytes === null || memory.availableBytes === null
+                ? null
+                : memory.totalBytes - memory.availableBytes,
+        );
     }
 }
 
@@ -88,7 +93,13 @@ function menu() {
         h(
             'ul',
             {},
-            VIEWS.map(({ id }) => h('li', {}, h('a', { href: `#/${id}`, 'aria-current': id === view.id ? 'page' : null }, text(`view.${id}`)))),
+            VIEWS.map(({ id }) =>
+                h(
+                    'li',
+                    {},
+                    h('a', { href: `#/${id}`, 'aria-current': id === view.id ? 'page' : null }, text(`view.${id}`)),
+                ),
+            ),
         ),
     ]);
 }
@@ -109,7 +120,11 @@ function content() {
     if (!session.mayLook) {
         return [h('p', {}, h('button', { type: 'button', 'data-action': 'signin' }, text('signin')))];
     }
-    return [live.views.has('machine') && view.needs.every((need) => live.views.has(need)) ? view.render(state()) : waiting()].flat(Infinity);
+    return [
+        live.views.has('machine') && view.needs.every((need) => live.views.has(need))
+            ? view.render(state())
+            : waiting(),
+    ].flat(Infinity);
 }
 
 function redraw() {
@@ -122,7 +137,9 @@ function redraw() {
         view === overview && live.views.has('machine')
             ? [said(live.views.get('machine').name ?? ''), session.mayChange ? changeName() : null]
             : text(`view.${view.id}`);
-    const wanted = [h('h1', { tabindex: -1 }, title), ...content()].filter((node) => node !== null && node !== undefined && node !== false);
+    const wanted = [h('h1', { tabindex: -1 }, title), ...content()].filter(
+        (node) => node !== null && node !== undefined && node !== false,
+    );
     patch(place, wanted);
     draw();
     if (session.mayLook) {
@@ -133,7 +150,20 @@ function redraw() {
 // The device name is an object of the standard's own.
 function changeName() {
     const title = text('name');
-    return h('button', { type: 'button', class: 'quiet small', 'data-action': 'edit', 'data-index': '0x1008', 'data-sub': 0, 'data-title': title, 'data-kind': '', 'aria-label': text('change.of', title) }, text('change'));
+    return h(
+        'button',
+        {
+            type: 'button',
+            class: 'quiet small',
+            'data-action': 'edit',
+            'data-index': '0x1008',
+            'data-sub': 0,
+            'data-title': title,
+            'data-kind': '',
+            'aria-label': text('change.of', title),
+        },
+        text('change'),
+    );
 }
 
 async function askSession() {
@@ -212,11 +242,15 @@ document.addEventListener('input', ({ target }) => {
         dictionary.searchEntries(target.checked, redraw);
     }
 });
-document.addEventListener('toggle', ({ target }) => {
-    if (target.dataset?.index !== undefined) {
-        dictionary.toggle(target.dataset.index, target.open, redraw);
-    }
-}, true);
+document.addEventListener(
+    'toggle',
+    ({ target }) => {
+        if (target.dataset?.index !== undefined) {
+            dictionary.toggle(target.dataset.index, target.open, redraw);
+        }
+    },
+    true,
+);
 addEventListener('hashchange', () => guarded(route));
 
 beginPlots(redraw);

@@ -41,7 +41,11 @@ async function readAll(redraw) {
 
 function moduleName(index) {
     const found = modules.find((module) => module.index === index);
-    return found === undefined ? text('device') : found.typeName === found.name ? found.name : `${found.typeName} ${found.name}`;
+    return found === undefined
+        ? text('device')
+        : found.typeName === found.name
+          ? found.name
+          : `${found.typeName} ${found.name}`;
 }
 
 function matches(head) {
@@ -61,13 +65,21 @@ function matches(head) {
 function value(entry, live) {
     const { value: its, error } = live ?? entry;
     if (error !== undefined) {
-        return h('span', { class: 'code critical', title: error.text }, said(error.name), h('span', { class: 'muted' }, ' ', said(error.text)));
+        return h(
+            'span',
+            { class: 'code critical', title: error.text },
+            said(error.name),
+            h('span', { class: 'muted' }, ' ', said(error.text)),
+        );
     }
     if (its === undefined || its === null) {
         return '';
     }
     const isAddress = typeof its === 'number' && its > 0xffff && entry.type === 'UNSIGNED32';
-    return [said(typeof its === 'string' ? `"${its}"` : line(its)), isAddress ? h('span', { class: 'muted code' }, ` 0x${its.toString(16).toUpperCase()}`) : null];
+    return [
+        said(typeof its === 'string' ? `"${its}"` : line(its)),
+        isAddress ? h('span', { class: 'muted code' }, ` 0x${its.toString(16).toUpperCase()}`) : null,
+    ];
 }
 
 function entries(state, head) {
@@ -86,7 +98,12 @@ function entries(state, head) {
             [h('span', { class: 'code' }, `:${entry.sub} `), said(entry.name)],
             h('span', { class: 'code' }, entry.type),
             h('span', { class: 'code' }, entry.access),
-            [value(entry, live?.get(entry.sub)), entry.access === 'rw' ? changeButton(state, head.index, entry.sub, `${head.index}:${entry.sub} ${entry.name}`) : null],
+            [
+                value(entry, live?.get(entry.sub)),
+                entry.access === 'rw'
+                    ? changeButton(state, head.index, entry.sub, `${head.index}:${entry.sub} ${entry.name}`)
+                    : null,
+            ],
         ]),
     );
 }
@@ -165,11 +182,22 @@ export const dictionary = {
                 'div',
                 { class: 'search', role: 'search' },
                 h('label', {}, text('search'), h('input', { type: 'search', 'data-search': 'words' })),
-                h('label', { class: 'check' }, h('input', { type: 'checkbox', 'data-search': 'entries' }), ' ', text('search.entries')),
+                h(
+                    'label',
+                    { class: 'check' },
+                    h('input', { type: 'checkbox', 'data-search': 'entries' }),
+                    ' ',
+                    text('search.entries'),
+                ),
             ),
             h('p', { class: 'muted', role: 'status' }, text('search.found', found.length, heads.length)),
             groups(found).map(([module, heads_]) =>
-                h('section', { class: 'tree', 'data-key': `module ${module}` }, h('h2', {}, said(moduleName(module))), heads_.map((head) => branch(state, head))),
+                h(
+                    'section',
+                    { class: 'tree', 'data-key': `module ${module}` },
+                    h('h2', {}, said(moduleName(module))),
+                    heads_.map((head) => branch(state, head)),
+                ),
             ),
         ];
     },

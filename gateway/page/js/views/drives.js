@@ -28,15 +28,17 @@ export const drives = {
                         { title: text('sectors') },
                         { title: text('state') },
                     ],
-                    views.get('drives').drives.map((drive) => [
-                        orMissing(drive.serial),
-                        orMissing(drive.model),
-                        text(`kind.${drive.kind}`),
-                        share(text('life'), drive.lifeLeftPercent, { low: 20 }),
-                        share(text('spare'), drive.spareLeftPercent, { low: 20 }),
-                        sectors(drive.reallocatedSectors, drive.pendingSectors),
-                        chip(drive.severity, drive.text),
-                    ]),
+                    views
+                        .get('drives')
+                        .drives.map((drive) => [
+                            orMissing(drive.serial),
+                            orMissing(drive.model),
+                            text(`kind.${drive.kind}`),
+                            share(text('life'), drive.lifeLeftPercent, { low: 20 }),
+                            share(text('spare'), drive.spareLeftPercent, { low: 20 }),
+                            sectors(drive.reallocatedSectors, drive.pendingSectors),
+                            chip(drive.severity, drive.text),
+                        ]),
                 ),
             ),
             h(
@@ -53,15 +55,21 @@ export const drives = {
                         { title: text('free'), right: true },
                         { title: text('used') },
                     ],
-                    views.get('discs').discs.map(({ path, name, kind, fileSystem, sizeBytes, freeBytes }) => [
-                        orMissing(path),
-                        orMissing(name),
-                        text(`kind.${kind}`),
-                        orMissing(fileSystem),
-                        bytes(sizeBytes),
-                        bytes(freeBytes),
-                        share(text('used'), sizeBytes > 0 && freeBytes !== null ? 100 - (100 * freeBytes) / sizeBytes : null, { high: 90 }),
-                    ]),
+                    views
+                        .get('discs')
+                        .discs.map(({ path, name, kind, fileSystem, sizeBytes, freeBytes }) => [
+                            orMissing(path),
+                            orMissing(name),
+                            text(`kind.${kind}`),
+                            orMissing(fileSystem),
+                            bytes(sizeBytes),
+                            bytes(freeBytes),
+                            share(
+                                text('used'),
+                                sizeBytes > 0 && freeBytes !== null ? 100 - (100 * freeBytes) / sizeBytes : null,
+                                { high: 90 },
+                            ),
+                        ]),
                 ),
             ),
         ];

@@ -38,7 +38,21 @@ function adapter(state, one) {
             [text('mac'), one.mac === null ? MISSING : h('span', { class: 'code' }, said(one.mac))],
         ),
         state.session.mayChange && one.dhcp === true
-            ? h('p', {}, h('button', { type: 'button', class: 'quiet', 'data-action': 'service', 'data-index': renewOf(one.index), 'data-title': `${one.name}: ${text('renew')}` }, text('renew')))
+            ? h(
+                  'p',
+                  {},
+                  h(
+                      'button',
+                      {
+                          type: 'button',
+                          class: 'quiet',
+                          'data-action': 'service',
+                          'data-index': renewOf(one.index),
+                          'data-title': `${one.name}: ${text('renew')}`,
+                      },
+                      text('renew'),
+                  ),
+              )
             : null,
     );
 }
@@ -49,7 +63,11 @@ export const network = {
     render(state) {
         return [
             state.session.mayChange ? h('p', { class: 'muted' }, text('network.hint')) : null,
-            h('div', { class: 'cards wide' }, state.views.get('network').adapters.map((one) => adapter(state, one))),
+            h(
+                'div',
+                { class: 'cards wide' },
+                state.views.get('network').adapters.map((one) => adapter(state, one)),
+            ),
         ];
     },
 };

@@ -21,7 +21,12 @@ export const outputs = {
                     pins.map(({ index, sub, pin, direction, value }) => [
                         String(pin),
                         direction === null ? MISSING : text(`direction.${direction}`),
-                        [value === null ? MISSING : String(value), direction === 'out' ? changeButton(state, index, sub, `${text('pin')} ${pin}`, 'switch') : null],
+                        [
+                            value === null ? MISSING : String(value),
+                            direction === 'out'
+                                ? changeButton(state, index, sub, `${text('pin')} ${pin}`, 'switch')
+                                : null,
+                        ],
                     ]),
                 ),
             ),
@@ -31,7 +36,10 @@ export const outputs = {
                 tableOr(
                     text('supplies'),
                     [{ title: text('supply') }, { title: text('state') }],
-                    supplies.map(({ index, sub, name, on }) => [said(name), [on === null ? MISSING : text(on ? 'on' : 'off'), changeButton(state, index, sub, name)]]),
+                    supplies.map(({ index, sub, name, on }) => [
+                        said(name),
+                        [on === null ? MISSING : text(on ? 'on' : 'off'), changeButton(state, index, sub, name)],
+                    ]),
                 ),
             ),
         ];

@@ -17,7 +17,18 @@ function findings({ health }) {
                   'ul',
                   { class: 'findings' },
                   health.findings.map(({ severity, subject, text: words, view }) =>
-                      h('li', { class: severity }, h('span', { class: 'words' }, words.includes(subject) ? null : [h('strong', {}, said(subject)), ' '], said(words), ' ', link(view))),
+                      h(
+                          'li',
+                          { class: severity },
+                          h(
+                              'span',
+                              { class: 'words' },
+                              words.includes(subject) ? null : [h('strong', {}, said(subject)), ' '],
+                              said(words),
+                              ' ',
+                              link(view),
+                          ),
+                      ),
                   ),
               ),
     );
@@ -63,7 +74,15 @@ function memory({ totalBytes, availableBytes }) {
     return card(
         text('memory'),
         h('div', { class: 'figure' }, bytes(totalBytes - availableBytes)),
-        h('div', { class: 'muted' }, text('of', share(text('memory'), (100 * (totalBytes - availableBytes)) / totalBytes)[1].trim(), bytes(totalBytes))),
+        h(
+            'div',
+            { class: 'muted' },
+            text(
+                'of',
+                share(text('memory'), (100 * (totalBytes - availableBytes)) / totalBytes)[1].trim(),
+                bytes(totalBytes),
+            ),
+        ),
         plot('memory', text('memory'), bytes),
     );
 }
@@ -74,7 +93,12 @@ function hottest({ temperatures }) {
         return null;
     }
     const { name, celsius } = known.reduce((worst, one) => (one.celsius > worst.celsius ? one : worst));
-    return card(text('temperature'), h('div', { class: 'figure' }, withUnit(celsius, '°C')), h('div', { class: 'muted' }, said(name)), plot(`temperature ${name}`, name, (value) => withUnit(value, '°C')));
+    return card(
+        text('temperature'),
+        h('div', { class: 'figure' }, withUnit(celsius, '°C')),
+        h('div', { class: 'muted' }, said(name)),
+        plot(`temperature ${name}`, name, (value) => withUnit(value, '°C')),
+    );
 }
 
 function supplies({ supplies }) {
@@ -82,7 +106,11 @@ function supplies({ supplies }) {
         card(
             text('ups'),
             h('div', { class: 'figure' }, power === null ? orMissing(null) : text(`power.${power}`)),
-            facts([text('name'), said(name)], [text('charge'), share(text('charge'), chargePercent, { low: 30 })], [text('lasts'), duration(runtimeSeconds)]),
+            facts(
+                [text('name'), said(name)],
+                [text('charge'), share(text('charge'), chargePercent, { low: 30 })],
+                [text('lasts'), duration(runtimeSeconds)],
+            ),
         ),
     );
 }
@@ -93,7 +121,11 @@ function runtimeCard({ runtime }) {
     }
     return card(
         text('runtime'),
-        h('div', { class: 'figure' }, runtime.running === null ? orMissing(null) : text(runtime.running ? 'runtime.running' : 'runtime.stopped')),
+        h(
+            'div',
+            { class: 'figure' },
+            runtime.running === null ? orMissing(null) : text(runtime.running ? 'runtime.running' : 'runtime.stopped'),
+        ),
         facts([text('version'), orMissing(runtime.version)], [text('netid'), orMissing(runtime.netId)]),
     );
 }
@@ -104,7 +136,12 @@ function discs({ discs }) {
         ? null
         : card(
               text('discs'),
-              facts(...known.map(({ name, path, sizeBytes, freeBytes }) => [said(name ?? path), share(text('used'), 100 - (100 * freeBytes) / sizeBytes, { high: 90 })])),
+              facts(
+                  ...known.map(({ name, path, sizeBytes, freeBytes }) => [
+                      said(name ?? path),
+                      share(text('used'), 100 - (100 * freeBytes) / sizeBytes, { high: 90 }),
+                  ]),
+              ),
           );
 }
 

@@ -26,7 +26,9 @@ export function card(title, ...content) {
 
 // A table, or a line that there is nothing to put into it.
 export function tableOr(caption, columns, rows) {
-    return rows.length > 0 ? table(caption, columns, rows) : [h('h2', {}, caption), h('p', { class: 'empty' }, text('nothing'))];
+    return rows.length > 0
+        ? table(caption, columns, rows)
+        : [h('h2', {}, caption), h('p', { class: 'empty' }, text('nothing'))];
 }
 
 // A share of a hundred as a bar with its figure; low tells what is little of a good thing.
@@ -35,7 +37,15 @@ export function share(title, percent, { low = null, high = null } = {}) {
         return MISSING;
     }
     return [
-        h('meter', { min: 0, max: 100, low, high, optimum: low !== null ? 100 : high !== null ? 0 : null, value: percent, 'aria-label': title }),
+        h('meter', {
+            min: 0,
+            max: 100,
+            low,
+            high,
+            optimum: low !== null ? 100 : high !== null ? 0 : null,
+            value: percent,
+            'aria-label': title,
+        }),
         ` ${number(percent)}\u00a0%`,
     ];
 }

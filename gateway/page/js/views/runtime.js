@@ -9,7 +9,9 @@ import { card, chip, facts, orMissing, tableOr } from './parts.js';
 const NET_ID = 4;
 
 function state({ running, state: number_ }) {
-    return running === null ? orMissing(null) : chip(running ? 'good' : 'warning', `${text(running ? 'runtime.running' : 'runtime.stopped')} (${number_})`);
+    return running === null
+        ? orMissing(null)
+        : chip(running ? 'good' : 'warning', `${text(running ? 'runtime.running' : 'runtime.stopped')} (${number_})`);
 }
 
 export const runtime = {

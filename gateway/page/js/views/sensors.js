@@ -7,7 +7,15 @@ import { text } from '../texts.js';
 import { card, facts, orMissing, share, tableOr } from './parts.js';
 
 function sensorTable(caption, extra, rows) {
-    return h('section', {}, tableOr(caption, [{ title: text('sensor') }, { title: text('value'), right: true }, ...extra, { title: text('history') }], rows));
+    return h(
+        'section',
+        {},
+        tableOr(
+            caption,
+            [{ title: text('sensor') }, { title: text('value'), right: true }, ...extra, { title: text('history') }],
+            rows,
+        ),
+    );
 }
 
 function range(lowest, highest) {
@@ -19,7 +27,12 @@ function temperatures({ temperatures }) {
     return sensorTable(
         text('temperatures'),
         [{ title: text('range') }],
-        temperatures.map(({ name, celsius, lowestCelsius, highestCelsius }) => [said(name), format(celsius), range(lowestCelsius, highestCelsius), plot(`temperature ${name}`, name, format)]),
+        temperatures.map(({ name, celsius, lowestCelsius, highestCelsius }) => [
+            said(name),
+            format(celsius),
+            range(lowestCelsius, highestCelsius),
+            plot(`temperature ${name}`, name, format),
+        ]),
     );
 }
 
@@ -28,7 +41,12 @@ function voltages({ voltages }) {
     return sensorTable(
         text('voltages'),
         [{ title: text('nominal'), right: true }],
-        voltages.map(({ name, volts, nominalVolts }) => [said(name), format(volts), format(nominalVolts), plot(`voltage ${name}`, name, format)]),
+        voltages.map(({ name, volts, nominalVolts }) => [
+            said(name),
+            format(volts),
+            format(nominalVolts),
+            plot(`voltage ${name}`, name, format),
+        ]),
     );
 }
 
@@ -43,14 +61,35 @@ function fans({ fans }) {
 
 function processors({ processors, memory }) {
     const format = (value) => withUnit(value, '%');
-    const rows = processors.map(({ name, loadPercent, frequencyMegahertz }) => [said(name), format(loadPercent), withUnit(frequencyMegahertz, 'MHz'), plot(`load ${name}`, name, format)]);
+    const rows = processors.map(({ name, loadPercent, frequencyMegahertz }) => [
+        said(name),
+        format(loadPercent),
+        withUnit(frequencyMegahertz, 'MHz'),
+        plot(`load ${name}`, name, format),
+    ]);
     if (memory.totalBytes !== null && memory.availableBytes !== null) {
-        rows.push([text('memory'), bytes(memory.totalBytes - memory.availableBytes), text('of', '', bytes(memory.totalBytes)).trim(), plot('memory', text('memory'), bytes)]);
+        rows.push([
+            text('memory'),
+            bytes(memory.totalBytes - memory.availableBytes),
+            text('of', '', bytes(memory.totalBytes)).trim(),
+            plot('memory', text('memory'), bytes),
+        ]);
     }
     return sensorTable(text('load'), [{ title: text('frequency'), right: true }], rows);
 }
 
-function ups({ name, model, manufacturer, revision, power, chargePercent, runtimeSeconds, powerFailures, batteryError, fanError }) {
+function ups({
+    name,
+    model,
+    manufacturer,
+    revision,
+    power,
+    chargePercent,
+    runtimeSeconds,
+    powerFailures,
+    batteryError,
+    fanError,
+}) {
     const fault = (value) => (value === null ? MISSING : text(value ? 'yes' : 'no'));
     return card(
         said(name),

@@ -10,7 +10,13 @@ export const software = {
         return tableOr(
             text('packages'),
             [{ title: text('package') }, { title: text('version') }, { title: text('manufacturer') }],
-            views.get('packages').packages.map(({ name, version, manufacturer }) => [orMissing(name), orMissing(version), orMissing(manufacturer)]),
+            views
+                .get('packages')
+                .packages.map(({ name, version, manufacturer }) => [
+                    orMissing(name),
+                    orMissing(version),
+                    orMissing(manufacturer),
+                ]),
         );
     },
 };

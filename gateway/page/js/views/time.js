@@ -19,16 +19,29 @@ export const time = {
             return h('p', { class: 'empty' }, text('nothing'));
         }
         const change = (sub, title, kind) => changeButton(state, clock.index, sub, title, kind);
-        const utc = clock.utcSeconds === null ? MISSING : new Date(clock.utcSeconds * 1000).toISOString().replace('T', ' ').slice(0, 19);
+        const utc =
+            clock.utcSeconds === null
+                ? MISSING
+                : new Date(clock.utcSeconds * 1000).toISOString().replace('T', ' ').slice(0, 19);
         return h(
             'div',
             { class: 'cards' },
-            card(text('clock'), facts([text('clock.local'), orMissing(clock.local)], [text('clock.utc'), utc], [text('zone'), [orMissing(clock.zone), change(ZONE, text('zone'), 'zone')]])),
+            card(
+                text('clock'),
+                facts(
+                    [text('clock.local'), orMissing(clock.local)],
+                    [text('clock.utc'), utc],
+                    [text('zone'), [orMissing(clock.zone), change(ZONE, text('zone'), 'zone')]],
+                ),
+            ),
             card(
                 text('ntp'),
                 facts(
                     [text('ntp'), [orMissing(clock.ntpServer), change(NTP_SERVER, text('ntp'))]],
-                    [text('ntp.refresh'), [withUnit(clock.ntpRefreshSeconds, 's'), change(NTP_REFRESH, text('ntp.refresh'))]],
+                    [
+                        text('ntp.refresh'),
+                        [withUnit(clock.ntpRefreshSeconds, 's'), change(NTP_REFRESH, text('ntp.refresh'))],
+                    ],
                 ),
             ),
         );

@@ -5,7 +5,9 @@ import { text } from '../texts.js';
 import { tableOr } from './parts.js';
 
 function list(names) {
-    return names.length === 0 ? text('none') : names.flatMap((name, position) => (position === 0 ? [said(name)] : [', ', said(name)]));
+    return names.length === 0
+        ? text('none')
+        : names.flatMap((name, position) => (position === 0 ? [said(name)] : [', ', said(name)]));
 }
 
 export const users = {
@@ -29,7 +31,10 @@ export const users = {
                 tableOr(
                     text('groups'),
                     [{ title: text('group') }, { title: text('members') }],
-                    groups.map((group) => [said(group), list(accounts.filter(({ groups: its }) => its.includes(group)).map(({ name }) => name))]),
+                    groups.map((group) => [
+                        said(group),
+                        list(accounts.filter(({ groups: its }) => its.includes(group)).map(({ name }) => name)),
+                    ]),
                 ),
             ),
         ];
