@@ -24,8 +24,8 @@ import standin
 
 FILES = Path(os.environ["PAGE_BUILD"]) / "share/sylvarin/gateway"
 
-WAIT = 20
-POLL = 0.05
+WAIT = 60
+POLL = 0.1
 DESKTOP = (1280, 900, False)
 PHONE = (390, 844, True)
 VIEWS = ["overview", "sensors", "drives", "network", "time", "outputs", "users", "software", "runtime", "dictionary"]
