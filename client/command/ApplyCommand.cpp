@@ -24,7 +24,7 @@ public:
 
     int Run(const Context& given) override {
         Context context = given;
-        context.isStream = true; // a line a change, as it is made
+        context.BeginStream(); // a line a change, as it is made
         int status = ExitOk;
         const auto wanted = m_source.Load(context, status);
         if (!wanted) {
@@ -38,7 +38,7 @@ public:
         if (const std::vector<Fault> obstacles = FindObstacles(*wanted, *machine); !obstacles.empty()) {
             return m_source.FailFaults(context, obstacles);
         }
-        const std::vector<Step> steps = PlanSteps(*wanted, *machine, SessionAddress());
+        const std::vector<Step> steps = PlanSteps(*wanted, *machine, AddressOfSession(context));
         if (m_isDryRun) {
             return Show(context, steps);
         }
@@ -51,7 +51,14 @@ public:
         return positionals.empty() ? std::vector<Candidate>{{s_completeFiles, ""}} : std::vector<Candidate>();
     }
 
+    int Prepare(const Context& context) override { return m_source.Prepare(context); }
+
 private:
+    // The address of the machine that leads to it from here, if that is known.
+    static std::string AddressOfSession(const Context& context) {
+        return context.host.empty() ? SessionAddress() : context.host.substr(context.host.rfind('@') + 1);
+    }
+
     int Show(const Context& context, const std::vector<Step>& steps) const {
         if (steps.empty()) {
             return TellEqual(context);

@@ -45,6 +45,8 @@ public:
         return positionals.empty() ? std::vector<Candidate>{{s_completeFiles, ""}} : std::vector<Candidate>();
     }
 
+    int Prepare(const Context& context) override { return m_source.Prepare(context); }
+
 private:
     SettingsSource m_source;
 };

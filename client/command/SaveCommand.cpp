@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <ostream>
 
 #include "Commands.h"
@@ -19,7 +20,17 @@ public:
         DeclareOnly(arguments, m_only);
     }
 
+    int Prepare(const Context& context) override {
+        return m_path == "-" || std::filesystem::is_directory(m_path)
+                   ? ExitOk
+                   : context.Fail(ExitUsage,
+                                  m_path + ": name a directory; each machine has a document of its name in it");
+    }
+
     int Run(const Context& context) override {
+        if (context.report != nullptr && m_path != "-") {
+            m_path = JoinPath(m_path, context.host + ".json");
+        }
         SettingsChoice choice;
         for (const std::string& only : m_only) {
             if (const std::string wrong = choice.Add(only); !wrong.empty()) {
@@ -54,7 +65,11 @@ private:
     int Write(const Context& context, const Settings& settings) const {
         const std::string text = DocumentText(settings);
         if (m_path == "-") {
-            context.streams.out << text;
+            if (context.json) {
+                context.Print(DocumentJson(settings));
+            } else {
+                context.streams.out << text;
+            }
             return ExitOk;
         }
         LocalFile file;

@@ -463,7 +463,7 @@ bool IsMac(const std::string& text) {
     return text.size() == 17;
 }
 
-std::string DocumentText(const Settings& settings) {
+Json DocumentJson(const Settings& settings) {
     Json json{{"version", s_version}};
     if (settings.name) {
         json.Add("name", TextJson(*settings.name));
@@ -498,7 +498,11 @@ std::string DocumentText(const Settings& settings) {
         }
         json.Add("net", std::move(net));
     }
-    return json.Text(false) + "\n";
+    return json;
+}
+
+std::string DocumentText(const Settings& settings) {
+    return DocumentJson(settings).Text(false) + "\n";
 }
 
 std::optional<Settings> ParseDocument(std::string_view text, std::vector<Fault>& faults) {

@@ -21,7 +21,8 @@ struct Fault {
 
 std::string FaultText(const Fault& fault);
 
-// The document, which ends with a line end.
+// The document, as text with a line end behind it.
+Json DocumentJson(const Settings& settings);
 std::string DocumentText(const Settings& settings);
 
 // Takes a document apart. Where it has not the form of one, gives nothing and says what is wrong. Whether the values

@@ -64,7 +64,17 @@ void SettingsSource::Declare(Arguments& arguments) {
                 "each setting, such as net.em0.address in the first row")
             .Take(TakeLocalPath())
             .Offer({{s_completeFiles, ""}});
-    arguments.Option("--machine", &m_machine, "the row of --values that holds for this machine").Needs(table);
+    arguments
+        .Option("--machine", &m_machine,
+                "the row of --values that holds for this machine; the name by --host if not given")
+        .Needs(table);
+}
+
+int SettingsSource::Prepare(const Context& context) const {
+    return m_path == "-"
+               ? context.Fail(ExitUsage, "the standard input can go to one machine only; for several keep the "
+                                         "document in a file")
+               : ExitOk;
 }
 
 std::optional<Settings> SettingsSource::Load(const Context& context, int& status) const {
@@ -125,7 +135,8 @@ std::optional<Settings> SettingsSource::LoadDocument(const Context& context, int
 // Those of the table first, so that the command line has the last word.
 int SettingsSource::PutValues(const Context& context, Settings& settings) const {
     if (!m_tablePath.empty()) {
-        if (m_machine.empty()) {
+        const std::string machine = m_machine.empty() ? context.host : m_machine;
+        if (machine.empty()) {
             return context.Fail(ExitUsage, "--values: name the row with --machine");
         }
         const auto text = ReadAll(m_tablePath);
@@ -133,13 +144,13 @@ int SettingsSource::PutValues(const Context& context, Settings& settings) const 
             return context.Fail(text.Error(), "reading the table");
         }
         std::string wrong;
-        const auto values = FindInTable(*text, m_machine, wrong);
+        const auto values = FindInTable(*text, machine, wrong);
         if (!values) {
             return context.Fail(ExitUsage, m_tablePath + ": " + wrong);
         }
         for (const TableValue& value : *values) {
             if (const std::string told = SetValue(settings, value.place, value.value); !told.empty()) {
-                return context.Fail(ExitUsage, m_tablePath + ": " + m_machine + ": " + value.place + ": " + told);
+                return context.Fail(ExitUsage, m_tablePath + ": " + machine + ": " + value.place + ": " + told);
             }
         }
     }

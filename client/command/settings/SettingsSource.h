@@ -16,6 +16,9 @@ class SettingsSource {
 public:
     void Declare(Arguments& arguments);
 
+    // For several machines, as Command::Prepare.
+    int Prepare(const Context& context) const;
+
     // The settings that are asked for, all of which a machine could take. Without them the failure is told, and
     // `status` is to be ended with.
     std::optional<Settings> Load(const Context& context, int& status) const;

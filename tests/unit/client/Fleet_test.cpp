@@ -139,6 +139,25 @@ TEST_F(FleetTest, LinesOfSeveralHaveTheMachineInFrontInTheirOrder) {
     EXPECT_EQ(ran.err, "");
 }
 
+TEST_F(FleetTest, SettingsOfSeveralGoByTheNamesOfTheMachines) {
+    const std::string saved = m_directory + "/saved";
+    std::filesystem::create_directory(saved);
+    Write("golden.json", R"({"version": 1, "name": "golden"})");
+    Write("table.csv", "machine,name\na,press-a\nb,press-b\n");
+
+    const Ran save = Mdp("--host a,b save --only name " + saved);
+    const Ran diff = Mdp("--host a,b diff " + m_directory + "/golden.json --values " + m_directory + "/table.csv");
+
+    EXPECT_EQ(save.status, 0) << save.err;
+    for (const char* name : {"/a.json", "/b.json"}) {
+        EXPECT_EQ(ReadAll(saved + name), "{\n  \"version\": 1,\n  \"name\": \"press\"\n}\n");
+    }
+    EXPECT_EQ(diff.out, "a: name: press -> press-a\n"
+                        "b: name: press -> press-b\n");
+    EXPECT_EQ(Mdp("--host a,b save " + m_directory + "/golden.json").status, 2);
+    EXPECT_EQ(Mdp("--host a,b apply -").status, 2);
+}
+
 TEST_F(FleetTest, TablesOfSeveralAreOne) {
     const Ran ran = Mdp("--host a --host press2 read 8001");
 

@@ -279,14 +279,16 @@ TEST_F(SettingsCommands, SaveOfAMachineThatOffersLess) {
 
     EXPECT_EQ(ran.status, 0);
     EXPECT_EQ(ran.out, "{\n  \"version\": 1,\n  \"name\": \"IPC-4711\"\n}\n");
-    EXPECT_THAT(ran.err, HasSubstr("mdp: left out: zone: this machine offers no clock, zones and time servers\n"));
-    EXPECT_THAT(ran.err, HasSubstr("mdp: left out: groups: this machine offers no user management\n"));
+    EXPECT_THAT(
+        ran.err,
+        HasSubstr("mdp: left out: zone: this machine offers no clock, zones and time servers; mdp modules lists"));
+    EXPECT_THAT(ran.err, HasSubstr("mdp: left out: groups: this machine offers no user management; "));
     EXPECT_THAT(ran.err, HasSubstr("mdp: left out: net: this machine offers no network adapters\n"));
     const std::string path = Document(s_saved);
     EXPECT_THAT(Run({"diff", path}).out, HasSubstr("zone: not offered by this machine -> UTC\n"));
     const Ran applied = Run({"apply", path});
     EXPECT_EQ(applied.status, 2);
-    EXPECT_THAT(applied.err, HasSubstr("groups: this machine offers no user management; leave it out by --only\n"));
+    EXPECT_THAT(applied.err, HasSubstr("; leave it out by --only\n"));
 }
 
 TEST_F(SettingsCommands, SaveThatCannotReadMakesNoFile) {
@@ -296,9 +298,7 @@ TEST_F(SettingsCommands, SaveThatCannotReadMakesNoFile) {
     const Ran ran = Run({"save", path});
 
     EXPECT_EQ(ran.status, 1);
-    EXPECT_EQ(ran.err,
-              "mdp: reading em0 (--only names the sections to save): 0xECA60106 OBJ_E_INVALIDDATA: the data cannot "
-              "be used\n");
+    EXPECT_THAT(ran.err, testing::StartsWith("mdp: reading em0 (--only names the sections to save): 0xECA60106 "));
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_EQ(Run({"save", path, "--only", "name,zone"}).status, 0);
     EXPECT_EQ(Run({"diff", path}).status, 0);
