@@ -1,5 +1,8 @@
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,7 +40,81 @@ std::string NameIn(const Bytes& answer) {
     return answer.size() < 22 ? std::string() : std::string(answer.begin() + 22, answer.end());
 }
 
-class ConcurrencyTest : public ServiceTest {};
+// Clients that ask again and again, whether there is a service or not. They end with the object.
+class RestlessClients {
+public:
+    explicit RestlessClients(int count) {
+        for (int number = 0; number < count; ++number) {
+            m_threads.emplace_back([this, number] { Run(number); });
+        }
+    }
+
+    ~RestlessClients() {
+        m_isEnding = true;
+        for (auto& thread : m_threads) {
+            thread.join();
+        }
+    }
+
+    RestlessClients(const RestlessClients&) = delete;
+    RestlessClients& operator=(const RestlessClients&) = delete;
+
+    // Whether so many more answers came within a minute.
+    bool GetAnswers(int more) const {
+        const int wanted = m_right + more;
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (m_right < wanted && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return m_right >= wanted;
+    }
+
+    int WrongAnswers() const { return m_wrong; }
+
+private:
+    void Run(int number) {
+        while (!m_isEnding) {
+            try {
+                WireClient client;
+                client.TrySend(ReadDeviceType);
+                if (number % 16 == 0) {
+                    continue; // gone before its answer
+                }
+                const Bytes answer = client.ReceiveAll();
+                ++(answer == DeviceTypeAnswer ? m_right : answer.empty() ? m_none : m_wrong);
+            } catch (const std::exception&) { // the service is not there, or went meanwhile
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        }
+    }
+
+    std::atomic<bool> m_isEnding{false};
+    std::atomic<int> m_right{0};
+    std::atomic<int> m_none{0};
+    std::atomic<int> m_wrong{0};
+    std::vector<std::thread> m_threads;
+};
+
+class ConcurrencyTest : public ServiceTest {
+protected:
+    // Some clients that say nothing take what descriptors there are, until the service has said so.
+    void RunOutOfDescriptors() {
+        if (std::string(SYLVARIN_SANITIZERS).find("undefined") != std::string::npos) {
+            return; // it needs descriptors itself, and calls what it cannot look at broken
+        }
+        rlimit before{};
+        ASSERT_EQ(prlimit(m_service->Pid(), RLIMIT_NOFILE, nullptr, &before), 0);
+        rlimit few = before;
+        few.rlim_cur = 24;
+        ASSERT_EQ(prlimit(m_service->Pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+        std::vector<std::unique_ptr<WireClient>> silent;
+        for (rlim_t i = 0; i < few.rlim_cur; ++i) {
+            silent.push_back(std::make_unique<WireClient>());
+        }
+        EXPECT_TRUE(m_log.WaitFor("Error: Accept failed: 24"));
+        ASSERT_EQ(prlimit(m_service->Pid(), RLIMIT_NOFILE, &before, nullptr), 0);
+    }
+};
 
 } // namespace
 
@@ -140,4 +217,19 @@ TEST_F(ConcurrencyTest, AStopInTheMiddleOfManyRequestsEndsInGoodOrder) {
     EXPECT_EQ(ending.exitStatus, 0) << "signal " << ending.signal << "\n" << m_service->Output();
     EXPECT_EQ(m_log.Count("None: ------------- Sylvarin (END) -------------"), 1U);
     m_service.reset();
+}
+
+TEST_F(ConcurrencyTest, SixtyFourClientsGetTheirAnswersBeforeAndAfterStopsAndShortages) {
+    const RestlessClients clients(64);
+    for (int round = 0; round < 3; ++round) {
+        ASSERT_TRUE(clients.GetAnswers(1000));
+        RunOutOfDescriptors();
+        ASSERT_TRUE(clients.GetAnswers(1000));
+        const Ending ending = m_service->Stop();
+        ASSERT_EQ(ending.exitStatus, 0) << "signal " << ending.signal << "\n" << m_service->Output();
+        m_log.Clear();
+        m_service = std::make_unique<ServiceUnderTest>(Start());
+    }
+    EXPECT_TRUE(clients.GetAnswers(1000));
+    EXPECT_EQ(clients.WrongAnswers(), 0);
 }
