@@ -8,7 +8,6 @@
 #include <array>
 #include <utility>
 
-#include "Reader.h"
 #include "mdp/Value.h"
 
 namespace MdpCommand {
@@ -45,7 +44,7 @@ Mdp::Bytes SetAddressRecord(const std::array<std::string, 3>& texts) {
 } // namespace
 
 Mdp::Result<std::vector<Mdp::Module>> ListAdapters(const Mdp::Client& client) {
-    return ListModulesOf(client, s_moduleTypeNic);
+    return client.ListModules(s_moduleTypeNic);
 }
 
 Mdp::Result<std::string> ReadAdapterText(const Mdp::Client& client, const Mdp::Module& module, std::uint8_t subIndex) {

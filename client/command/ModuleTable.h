@@ -46,15 +46,12 @@ template <typename Row>
 Mdp::Result<std::vector<Row>> ReadModuleTable(const Mdp::Client& client, std::uint16_t moduleType, unsigned keyColumn,
                                               Mdp::Result<std::vector<Row>> (*readRows)(ModuleTable&)) {
     constexpr int tries = 5;
-    const auto modules = client.ListModules();
+    const auto modules = client.ListModules(moduleType);
     if (!modules) {
         return modules.Error();
     }
     std::vector<Row> all;
     for (const Mdp::Module& module : *modules) {
-        if (module.type != moduleType) {
-            continue;
-        }
         for (int left = tries;;) {
             ModuleTable table(client, module, keyColumn);
             auto rows = readRows(table);

@@ -1,20 +1,11 @@
 #include "Reader.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace MdpCommand {
 
-Mdp::Result<std::vector<Mdp::Module>> ListModulesOf(const Mdp::Client& client, std::uint16_t type) {
-    auto modules = client.ListModules();
-    if (modules) {
-        std::erase_if(*modules, [type](const Mdp::Module& module) { return module.type != type; });
-    }
-    return modules;
-}
-
 Mdp::Result<Mdp::Module> FindModuleOf(const Mdp::Client& client, std::uint16_t type, const std::string& offer) {
-    auto modules = ListModulesOf(client, type);
+    auto modules = client.ListModules(type);
     if (!modules) {
         return modules.Error();
     }

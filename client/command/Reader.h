@@ -13,9 +13,6 @@
 
 namespace MdpCommand {
 
-// The modules of one type.
-Mdp::Result<std::vector<Mdp::Module>> ListModulesOf(const Mdp::Client& client, std::uint16_t type);
-
 // The one module of a type. Error kind Argument tells that this machine has none, and so does not offer what is named.
 Mdp::Result<Mdp::Module> FindModuleOf(const Mdp::Client& client, std::uint16_t type, const std::string& offer);
 

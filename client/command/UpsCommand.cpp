@@ -57,7 +57,7 @@ std::string RevisionOf(const Supply& supply) {
 class UpsCommand : public Command {
 public:
     int Run(const Context& context) override {
-        const auto modules = ListModulesOf(context.client, s_moduleTypeUps);
+        const auto modules = context.client.ListModules(s_moduleTypeUps);
         if (!modules) {
             return context.Fail(modules.Error(), "listing the modules");
         }

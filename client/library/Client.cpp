@@ -425,7 +425,7 @@ Result<EntryDescription> Client::DescribeEntry(std::uint16_t index, std::uint8_t
     return Malformed("no entry description");
 }
 
-Result<std::vector<Module>> Client::ListModules() const {
+Result<std::vector<Module>> Client::ListModules(std::optional<std::uint16_t> type) const {
     // One 32-bit address and one 16-bit type an element, behind the count of two bytes.
     const Result<CompleteValue> addresses = ReadComplete(s_indexAddresses);
     if (!addresses) {
@@ -453,6 +453,9 @@ Result<std::vector<Module>> Client::ListModules() const {
         module.slot = addresses->data[2 + 4 * i];
         module.index = static_cast<std::uint16_t>(0x8000U + module.slot * 16U);
         module.type = Wire::Get<std::uint16_t>(types->data, 2 + 2 * i);
+        if (type && module.type != *type) {
+            continue;
+        }
         const Result<Bytes> name = Read(s_indexNames, static_cast<std::uint8_t>(i + 1));
         const Result<Bytes> typeName = Read(module.index, 2);
         const Result<Bytes> ident = Read(module.index, 4);

@@ -151,16 +151,14 @@ FileServices::FileServices(Client client, CallOptions options, Module module)
     : m_client(std::move(client)), m_options(std::move(options)), m_module(std::move(module)) {}
 
 Result<FileServices> FileServices::Find(Client client, CallOptions options) {
-    const Result<std::vector<Module>> modules = client.ListModules();
+    const Result<std::vector<Module>> modules = client.ListModules(ModuleTypeFiles);
     if (!modules) {
         return modules.Error();
     }
-    for (const Module& module : *modules) {
-        if (module.type == ModuleTypeFiles) {
-            return FileServices(std::move(client), std::move(options), module);
-        }
+    if (modules->empty()) {
+        return Error{ErrorKind::Argument, 0, 0, "this machine offers no file services"};
     }
-    return Error{ErrorKind::Argument, 0, 0, "this machine offers no file services"};
+    return FileServices(std::move(client), std::move(options), modules->front());
 }
 
 Result<void> FileServices::Begin(unsigned service, std::span<const ByteView> request, Ahead ahead) const {

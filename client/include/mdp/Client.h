@@ -174,8 +174,9 @@ public:
     Result<EntryDescription> DescribeEntry(std::uint16_t index, std::uint8_t subIndex,
                                            std::uint32_t language = LanguageDefault) const;
 
-    /// The modules of the machine in the order in which they registered.
-    Result<std::vector<Module>> ListModules() const;
+    /// The modules of the machine in the order in which they registered, all or those of one type. Takes two
+    /// transactions and three for each module that it gives.
+    Result<std::vector<Module>> ListModules(std::optional<std::uint16_t> type = std::nullopt) const;
 
     /// Writes the request of a service object, which starts its job.
     Result<void> StartService(std::uint16_t index, ByteView request) const;

@@ -275,6 +275,23 @@ TEST(Client, ModulesComeFromTheAddressTypeAndNameLists) {
     EXPECT_EQ(fan.Service(2), 0xB052);
 }
 
+TEST(Client, ModulesOfOneTypeAreListedWithoutAWordAboutTheOthers) {
+    const std::string ok = "0000000000000000";
+    FakeService service({Reply(Hex("0000 20f0 01 00" + ok + "0a000000 0200 00000200 05001b00")),
+                         Reply(Hex("0000 30f0 01 00" + ok + "06000000 0200 0200 1b00")),
+                         Reply(Hex("0000 60f0 00 02" + ok + "04000000 46414e31")),
+                         Reply(Hex("0000 5080 00 02" + ok + "03000000 46414e")),
+                         Reply(Hex("0000 5080 00 04" + ok + "04000000 10271b00"))});
+
+    const auto modules = ClientOf(service).ListModules(27);
+
+    ASSERT_TRUE(modules) << modules.Error().Message();
+    ASSERT_EQ(modules->size(), 1U);
+    EXPECT_EQ((*modules)[0].index, 0x8050);
+    EXPECT_EQ((*modules)[0].name, "FAN1");
+    EXPECT_EQ(service.Frames().size(), 5U);
+}
+
 TEST(Client, ModuleListsOfDifferentLengthAreAProtocolError) {
     FakeService service({Reply(Hex("0000 20f0 01 00 0000000000000000 06000000 0100 00000200")),
                          Reply(Hex("0000 30f0 01 00 0000000000000000 02000000 0000"))});

@@ -100,6 +100,22 @@ TEST_F(Commands, ReadOfARecordShowsEveryEntryAndCodesInThePlaceOfValues) {
                        "  4  On                 BOOLEAN         r-      true\n");
 }
 
+TEST_F(Commands, ReadOfARecordTakesAllItsValuesAtOnce) {
+    EXPECT_EQ(Run({"read", "8000"}).status, 0);
+
+    // The object, its values and each of its five entries, which have no other way to tell their names.
+    EXPECT_EQ(m_service.Frames().size(), 1U + 1U + 5U);
+}
+
+TEST_F(Commands, CommandsForOneKindOfModuleDoNotReadTheOthers) {
+    for (const char* command : {"ups", "drives", "discs"}) {
+        const std::size_t before = m_service.Frames().size();
+        EXPECT_EQ(Run({command}).status, 0) << command;
+        // The two lists; this machine has none of these.
+        EXPECT_EQ(m_service.Frames().size() - before, 2U) << command;
+    }
+}
+
 TEST_F(Commands, CompleteReadThatStopsShowsWhatCameAndItsCode) {
     const Ran ran = Run({"read", "0x8011", "--complete"});
 
