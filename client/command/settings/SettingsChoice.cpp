@@ -28,6 +28,15 @@ constexpr SectionRow s_sections[] = {
     Row<&Settings::net>(Section::Net, "net"),
 };
 
+std::string NoSection(const std::string& name) {
+    std::string names;
+    for (const SectionRow& known : s_sections) {
+        names += names.empty() ? "" : ", ";
+        names += known.name;
+    }
+    return "--only: there is no section \"" + name + "\"; there are: " + names + " and net=ADAPTER";
+}
+
 } // namespace
 
 const char* SectionName(Section section) {
@@ -66,11 +75,7 @@ std::string SettingsChoice::Add(const std::string& text) {
         const auto* row = std::find_if(std::begin(s_sections), std::end(s_sections),
                                        [&](const SectionRow& known) { return known.name == name; });
         if (row == std::end(s_sections)) {
-            std::string names;
-            for (const SectionRow& known : s_sections) {
-                names += std::string(names.empty() ? "" : ", ") + known.name;
-            }
-            return "--only: there is no section \"" + name + "\"; there are: " + names + " and net=ADAPTER";
+            return NoSection(name);
         }
         const std::string adapter = equals == std::string::npos ? "" : part.substr(equals + 1);
         if (equals != std::string::npos && (row->section != Section::Net || adapter.empty())) {

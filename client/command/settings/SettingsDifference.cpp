@@ -14,6 +14,11 @@ std::string WordsOr(const std::string& text, const char* empty) {
     return text.empty() ? empty : PrintableText(text);
 }
 
+std::string NoUser(const std::string& user) {
+    return "this machine has no user " + user + "; add it (mdp user add " + user +
+           ") or leave the groups out by --only";
+}
+
 class Comparison {
 public:
     Comparison(const Settings& wanted, const MachineSettings& machine) : m_wanted(wanted), m_machine(machine) {}
@@ -178,9 +183,7 @@ std::vector<Fault> FindObstacles(const Settings& wanted, const MachineSettings& 
         for (const auto& [group, members] : *wanted.groups) {
             for (const std::string& user : members.value_or(std::vector<std::string>())) {
                 if (!machine.HasUser(user)) {
-                    obstacles.push_back({"groups." + group, "this machine has no user " + user +
-                                                                "; add it (mdp user add " + user +
-                                                                ") or leave the groups out by --only"});
+                    obstacles.push_back({"groups." + group, NoUser(user)});
                 }
             }
         }

@@ -52,7 +52,7 @@ public:
         if (std::holds_alternative<std::monostate>(json.Held())) {
             return "";
         }
-        const std::string text = Text(json, place);
+        std::string text = Text(json, place);
         if (text.empty()) {
             Complain(place, "an empty text is nothing; null stands for none");
         }

@@ -148,9 +148,10 @@ int SettingsSource::PutValues(const Context& context, Settings& settings) const 
         if (!values) {
             return context.Fail(ExitUsage, m_tablePath + ": " + wrong);
         }
+        const std::string row = m_tablePath + ": " + machine + ": ";
         for (const TableValue& value : *values) {
             if (const std::string told = SetValue(settings, value.place, value.value); !told.empty()) {
-                return context.Fail(ExitUsage, m_tablePath + ": " + machine + ": " + value.place + ": " + told);
+                return context.Fail(ExitUsage, row + FaultText({value.place, told}));
             }
         }
     }
@@ -161,7 +162,7 @@ int SettingsSource::PutValues(const Context& context, Settings& settings) const 
         }
         const std::string place = value.substr(0, equals);
         if (const std::string told = SetValue(settings, place, value.substr(equals + 1)); !told.empty()) {
-            return context.Fail(ExitUsage, "--set: " + place + ": " + told);
+            return context.Fail(ExitUsage, "--set: " + FaultText({place, told}));
         }
     }
     return ExitOk;
