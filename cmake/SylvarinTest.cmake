@@ -43,7 +43,7 @@ function(sylvarin_test NAME)
     endif()
     gtest_discover_tests(${NAME}
         TEST_PREFIX "${SYLVARIN_TEST_PREFIX}"
-        DISCOVERY_MODE PRE_TEST
+        DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES
         PROPERTIES LABELS ${label} TIMEOUT 120)
 endfunction()
 
@@ -64,6 +64,6 @@ function(sylvarin_machine_test NAME)
     set_target_properties(${NAME} PROPERTIES
         CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/tests/machine/run-test)
     gtest_discover_tests(${NAME}
-        DISCOVERY_MODE PRE_TEST
+        DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES
         PROPERTIES LABELS machine TIMEOUT 120 SKIP_RETURN_CODE 77)
 endfunction()

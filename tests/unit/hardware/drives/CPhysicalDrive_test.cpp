@@ -192,12 +192,13 @@ TEST_F(PhysicalDriveTest, RecordedAttributesAreRead) {
     EXPECT_EQ(drive->AttributeCount(), 7U);
     const TSmartInfo temperature = drive->GetSmartInfoByID(0xBE);
     EXPECT_EQ(temperature.id, 0xBE);
-    EXPECT_EQ(temperature.flags, 3);
+    // A packed record: the plus makes values of what no reference may be bound to.
+    EXPECT_EQ(+temperature.flags, 3);
     EXPECT_EQ(temperature.value, 0x45);
     EXPECT_EQ(temperature.worst, 0x45);
     EXPECT_EQ(RawOf(temperature), 0x1F1F001FU);
     EXPECT_EQ(temperature.threshold, 0x32);
-    EXPECT_EQ(drive->GetSmartInfoByID(4).flags, 2);
+    EXPECT_EQ(+drive->GetSmartInfoByID(4).flags, 2);
     EXPECT_EQ(RawOf(drive->GetSmartInfoByID(4)), 0x64U);
     EXPECT_EQ(drive->GetSmartInfoByID(99).id, 0);
 }
@@ -208,7 +209,7 @@ TEST_F(PhysicalDriveTest, AnAttributeIsKeptAsRecordAndAsRawEntry) {
     auto drive = Updated();
     EXPECT_EQ(drive->ReadSmart(), 0U);
     const TSmartInfo info = drive->GetSmartInfoByID(0xE9);
-    EXPECT_EQ(info.flags, 0x0133);
+    EXPECT_EQ(+info.flags, 0x0133);
     EXPECT_EQ(info.value, 97);
     EXPECT_EQ(info.worst, 96);
     EXPECT_EQ(RawOf(info), 0x665544332211U);
