@@ -60,8 +60,9 @@ protected:
             }
             ++count;
             const TSmartInfo info = drive.GetSmartInfoByID(static_cast<unsigned char>(id));
+            // The record is packed: the plus makes a value of what no reference may be bound to.
             EXPECT_EQ(info.id, id) << line;
-            EXPECT_EQ(info.flags, flags) << line;
+            EXPECT_EQ(+info.flags, flags) << line;
             EXPECT_EQ(info.value, value) << line;
             EXPECT_EQ(info.worst, worst) << line;
             EXPECT_EQ(info.threshold, threshold) << line;
