@@ -133,7 +133,7 @@ public:
 
     AdapterSettings AdapterOf(const Json& json, const std::string& adapter) {
         AdapterSettings settings;
-        std::optional<bool> dhcp;
+        bool isWithoutDhcp = false;
         for (const Json::Member& member : Members(json, adapter)) {
             const std::string place = adapter + "." + member.name;
             if (member.name == "mac") {
@@ -141,7 +141,9 @@ public:
             } else if (member.name == "dhcp") {
                 const std::size_t faults = m_faults.size();
                 const bool isOn = Boolean(member.value, place);
-                dhcp = m_faults.size() == faults ? std::optional(isOn) : std::nullopt;
+                const bool isTold = m_faults.size() == faults;
+                settings.dhcp = isTold && isOn;
+                isWithoutDhcp = isTold && !isOn;
             } else if (member.name == "address") {
                 settings.address = Text(member.value, place);
             } else if (member.name == "mask") {
@@ -150,8 +152,7 @@ public:
                 Unknown(place, "dhcp, address, mask and mac");
             }
         }
-        settings.dhcp = dhcp.value_or(false);
-        if (dhcp == false && settings.address.empty()) {
+        if (isWithoutDhcp && settings.address.empty()) {
             Complain(adapter, "without DHCP there must be an address and a mask");
         }
         return settings;
