@@ -408,9 +408,9 @@ TEST_F(WholeBoard, ClientShowsSensorsPinsAndSupply) {
                                     "charge       UPS0             70  %     0 to 100   [##############      ]\n");
     EXPECT_EQ(RunClient("gpio set 5 1"), "");
     EXPECT_EQ(CountRequests("0x3000:0x07 30"), 1U);
-    EXPECT_EQ(RunClient("gpio set 1 1"),
-              "mdp: pin 1: 0xECA60101 OBJ_E_INVALACCESS: the entry does not allow this kind of access; mdp describe shows what "
-              "can be read and written\n");
+    EXPECT_EQ(RunClient("gpio set 1 1"), "mdp: pin 1: 0xECA60101 OBJ_E_INVALACCESS: the entry does not allow this kind "
+                                         "of access; mdp describe shows what "
+                                         "can be read and written\n");
     EXPECT_EQ(RunClient("--json ups").find("\"charge\": 70") != std::string::npos, true);
 }
 
