@@ -87,7 +87,7 @@ ExitStatus StatusOf(Mdp::ErrorKind kind) {
 
 // The failure in one line, in which the number and the name of a code stand out.
 std::string MessageOf(const Mdp::Error& error, bool inColour) {
-    const std::string message = PrintableText(error.Message());
+    std::string message = PrintableText(error.Message());
     if (error.kind != Mdp::ErrorKind::Object) {
         return message;
     }

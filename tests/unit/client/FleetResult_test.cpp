@@ -122,7 +122,7 @@ TEST(FleetResultTest, TitlesTellTheirMachine) {
 
 TEST(FleetResultTest, JsonIsAnArrayInTheOrderOfTheMachines) {
     std::vector<MachineResult> results{Result("b"), Result("a", ExitObject), Result("c", ExitTransport, "no \"way\"")};
-    results[0].documents.push_back("{\n  \"value\": 1\n}");
+    results[0].documents.emplace_back("{\n  \"value\": 1\n}");
     results[1].errorObject = "{\n  \"kind\": \"object\"\n}";
     results[1].reason = "not there";
     std::ostringstream out;

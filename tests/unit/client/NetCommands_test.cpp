@@ -73,7 +73,7 @@ TEST_F(NetCommands, AFailureOfTheGatewayIsToldWithWhatWasAcceptedBefore) {
     EXPECT_EQ(m_machine.writes.size(), 2U) << "the DNS servers are not tried";
 
     std::vector<std::string> json = words;
-    json.push_back("--json");
+    json.emplace_back("--json");
     EXPECT_THAT(Run(json).out, HasSubstr("accepted: address; not changed: gateway, DNS"));
 }
 
