@@ -643,7 +643,7 @@ HttpServer::~HttpServer() = default;
 
 std::string HttpServer::Listen() {
     if (!m_options.certificate.empty()) {
-        if (const std::string wrong = m_implementation->LoadCertificate(); !wrong.empty()) {
+        if (std::string wrong = m_implementation->LoadCertificate(); !wrong.empty()) {
             return wrong;
         }
     }

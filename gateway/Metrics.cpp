@@ -269,8 +269,9 @@ void AddUps(Look& look, Page& page) {
                   {"revision", Or(ups.revision)}},
                  Number(1));
         const Labels labels{{"ups", ups.name}};
-        const bool isTold = ups.powerStatus == 1 || ups.powerStatus == 2;
-        page.Add(UpsOnBattery, labels, isTold ? Flag(ups.powerStatus == 2) : Flag());
+        const auto status = ups.powerStatus.value_or(0);
+        const bool isTold = status == 1 || status == 2;
+        page.Add(UpsOnBattery, labels, isTold ? Flag(status == 2) : Flag());
         page.Add(UpsCharge, labels, ups.chargePercent, s_ofPercent);
         page.Add(UpsRuntime, labels, ups.runtimeSeconds);
         page.Add(UpsPowerFailures, labels, ups.powerFailures);

@@ -80,7 +80,7 @@ bool IsInGroup(const std::string& user, const std::string& group) {
     return false;
 }
 
-SignIn::SignIn(Options options, PasswordCheck password, GroupCheck group, SteadyNow now)
+SignIn::SignIn(Options options, PasswordCheck password, GroupCheck group, const SteadyNow& now)
     : m_options(std::move(options)), m_password(std::move(password)), m_group(std::move(group)), m_accounts(now),
       m_addresses(now) {}
 

@@ -36,7 +36,8 @@ public:
         int retryAfterSeconds = 0;
     };
 
-    SignIn(Options options, PasswordCheck password, GroupCheck group, SteadyNow now = std::chrono::steady_clock::now);
+    SignIn(Options options, PasswordCheck password, GroupCheck group,
+           const SteadyNow& now = std::chrono::steady_clock::now);
 
     /// Whether there is anything to be gained by it.
     bool IsOffered() const { return !m_options.viewers.empty() || !m_options.editors.empty(); }
