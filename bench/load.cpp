@@ -1,4 +1,4 @@
-// load: transactions a second of the service and of two yardsticks, in one run.
+// load: transactions a second of the service and of the yardsticks that are named, in one run.
 //
 // A run is a row of short slices that go to the servers in turn, each time beginning with another one, so that whatever
 // else the machine does meets all alike. Each round gives the service's ratios; what is shown is their median with its
@@ -171,8 +171,8 @@ int main(int argc, char** argv) {
     std::vector<Server> servers = {{"service", "/tmp/MDP0"}, {"a thread a connection", ""}, {"threads that stay", ""}};
     CLI::App app{"Transactions a second of the service against bare servers, in one run"};
     app.add_option("--service", servers[0].socket, "socket of the service")->capture_default_str();
-    app.add_option("--yardstick", servers[1].socket, "socket of the yardstick")->required();
-    app.add_option("--staying", servers[2].socket, "socket of the yardstick whose threads stay")->required();
+    app.add_option("--yardstick", servers[1].socket, "socket of the yardstick");
+    app.add_option("--staying", servers[2].socket, "socket of the yardstick whose threads stay");
     app.add_option("--service-pid", servers[0].pid, "process of the service");
     app.add_option("--yardstick-pid", servers[1].pid, "process of the yardstick");
     app.add_option("--staying-pid", servers[2].pid, "process of the yardstick whose threads stay");
@@ -185,6 +185,7 @@ int main(int argc, char** argv) {
         ->check(CLI::PositiveNumber);
     app.add_option("--minimum", options.minimum, "end with status 1 when a median ratio is below this");
     CLI11_PARSE(app, argc, argv);
+    std::erase_if(servers, [](const Server& server) { return server.socket.empty(); });
 
     std::printf("%7s  %-22s  %8s  %6s  %14s  %8s  %10s\n", "clients", "server", "per s", "ratio", "quartiles", "p99 us",
                 "CPU us");
