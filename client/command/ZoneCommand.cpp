@@ -103,7 +103,11 @@ private:
     }
 
     int Set(const Context& context, const TimeModule& module) const {
-        const auto zones = module.ListZones();
+        auto zones = module.ListZones();
+        if (zones && std::find(zones->begin(), zones->end(), m_name) == zones->end()) {
+            // The service forgets its list after half a minute without a query: one that was read meanwhile has gaps.
+            zones = module.ListZones();
+        }
         if (!zones) {
             return context.Fail(zones.Error(), "listing the zones");
         }

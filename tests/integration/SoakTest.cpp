@@ -96,12 +96,13 @@ constexpr std::array<const char*, 17> s_readers = {
     "modules", "sensors", "gpio", "ups",  "drives", "discs",        "runtime",    "routes",     "time",
     "zone",    "ntp",     "net",  "user", "group",  "zone list E*", "net --json", "read 0x1008"};
 
-// Pairs of which the second takes back what the first has done.
+// Pairs of which the second takes back what the first has done. The zone stands last: a change of it makes the C
+// library replace what it knows of the zone, under a lock that the thread sanitizer does not see.
 constexpr std::array<std::array<const char*, 2>, 4> s_changes = {{
     {"gpio set 5 1", "gpio set 5 0"},
-    {"zone set Europe/Berlin", "zone set UTC"},
     {"ntp set 192.168.10.1", "ntp set off"},
     {"net set em1 --address 192.168.20.77 --mask 255.255.255.0 --dns 9.9.9.9", "net set em1 --dhcp --dns none"},
+    {"zone set Europe/Berlin", "zone set UTC"},
 }};
 
 Bytes ReadOf(unsigned index, unsigned subIndex, unsigned flags) {
@@ -185,7 +186,8 @@ protected:
     }
 
     void ChangeModules(Random& random) {
-        const auto& change = s_changes[random() % s_changes.size()];
+        const bool isZoneLeft = std::string(SYLVARIN_SANITIZERS).find("thread") != std::string::npos;
+        const auto& change = s_changes[random() % (s_changes.size() - (isZoneLeft ? 1 : 0))];
         Mdp(change[0], "/tmp/soak-change");
         Mdp(change[1], "/tmp/soak-change");
         m_report.Count("settings changed", 2);
