@@ -1,3 +1,5 @@
+#include <pthread.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -36,10 +38,11 @@ constexpr double LN_2 = 0.6931471805599453;
 
 constexpr std::uint32_t MAX_WAIT_MS = 30000;
 
-// The thread that starts or stops the daemon, or did so last. Never destroyed: a client's thread may outlive main.
+// The thread that starts or stops the daemon, where one does. Never destroyed: a client's thread may outlive main.
 struct TDaemonControl {
     CSection section;
     CHandle last;
+    pthread_t lastIdentifier = {};
 };
 
 TDaemonControl& DaemonControl() {
@@ -52,10 +55,21 @@ TDaemonControl& DaemonControl() {
 void RunAfterLast(OsUserThreadRoutine routine) {
     TDaemonControl& control = DaemonControl();
     CSectionLock lock(control.section);
-    CHandle thread(OsUserCreateThread(nullptr, 0, routine, control.last.get(), 0, nullptr));
+    pthread_t identifier = {};
+    CHandle thread(OsUserCreateThread(nullptr, 0, routine, control.last.get(), 0, &identifier));
     if (thread != nullptr) {
         [[maybe_unused]] const _OsUserHandle* ownedByTheThread = control.last.release();
         control.last = std::move(thread);
+        control.lastIdentifier = identifier;
+    }
+}
+
+// The last thread leaves nothing behind, neither a handle nor a thread that nobody has joined.
+void EndRun() {
+    TDaemonControl& control = DaemonControl();
+    CSectionLock lock(control.section);
+    if (control.last != nullptr && pthread_equal(control.lastIdentifier, pthread_self()) != 0) {
+        control.last.reset();
     }
 }
 
@@ -99,12 +113,14 @@ void StopNtpServerAsync() {
 std::uint32_t StartNtpServer(void* earlier) {
     WaitFor(earlier);
     CSystem::ServiceStart(CSystem::SERVICE_NTPD);
+    EndRun();
     return 0;
 }
 
 std::uint32_t StopNtpServer(void* earlier) {
     WaitFor(earlier);
     CSystem::ServiceStop(CSystem::SERVICE_NTPD);
+    EndRun();
     return 0;
 }
 
