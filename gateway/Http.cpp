@@ -454,6 +454,10 @@ public:
         return {};
     }
 
+    // Pages come back all at once after a restart. Whom the library's short queue has no room for tries again a second
+    // later.
+    void LetManyWait() { ::listen(svr_sock_, SOMAXCONN); }
+
     // Serves requests until the client or the stream has enough.
     template <typename More>
     void Serve(ClientStream& stream, const More& more) {
@@ -654,6 +658,7 @@ std::string HttpServer::Listen() {
         return "cannot listen on " + m_options.address + " port " + std::to_string(m_options.port) + ": " +
                std::strerror(errno);
     }
+    m_implementation->LetManyWait();
     m_port = static_cast<std::uint16_t>(port);
     return {};
 }

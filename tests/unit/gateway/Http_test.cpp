@@ -3,11 +3,13 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <array>
 #include <future>
 #include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -143,6 +145,8 @@ protected:
 
     int Connect() const {
         const int descriptor = socket(AF_INET, SOCK_STREAM, 0);
+        const timeval patience{10, 0};
+        setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(m_server->Port());
@@ -253,6 +257,18 @@ TEST_F(HttpSocketTest, StopEndsConnectionsThatWait) {
     ASSERT_EQ(recv(client, &byte, 1, 0), 1);
     TearDown();
     ReadAll(client);
+}
+
+TEST_F(HttpSocketTest, ManyClientsMayComeAtOnce) {
+    m_server = std::make_unique<HttpServer>(HttpOptions(), Echo);
+    ASSERT_EQ(m_server->Listen(), ""); // and nobody takes a connection yet
+    std::vector<int> clients;
+    while (clients.size() < 64 && !HasFailure()) {
+        clients.push_back(Connect());
+    }
+    for (const int client : clients) {
+        close(client);
+    }
 }
 
 TEST_F(HttpSocketTest, AnAddressThatIsTakenIsTold) {
