@@ -8,7 +8,7 @@ same "hardware version is product, version and date" \
 same "serial number" "$(smbios system.serial)" "$(value F9F0)"
 build=$(sed -n '1s/.*ZMBSD_BUILD=//p' /etc/os-release.d/666-vth 2>/dev/null)
 same "software version is that of the image" "${build:-???}" "$(value 100A)"
-same "vendor" 2 "$(value 1018:1)"
+same "vendor" 0x00000002 "$(value 1018:1)"
 refused "there is no product code" OBJ_E_NOTSUPPORTED mdp read 1018:2
 refused "an object that does not exist" OBJ_E_INVALIDIDX mdp read 7777
 
