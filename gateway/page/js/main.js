@@ -3,7 +3,7 @@
 import { ask } from './api.js';
 import { banner, close, note } from './dialog.js';
 import { h, patch, said, shown } from './dom.js';
-import { edit } from './edit.js';
+import { changeButton, edit } from './edit.js';
 import { Live } from './live.js';
 import { begin as beginPlots, draw, feed, gap } from './plot.js';
 import { signIn, signOut } from './session.js';
@@ -24,6 +24,9 @@ const VIEWS = [overview, sensors, drives, network, time, outputs, users, softwar
 
 // What every page follows: the head of the page and the plots live from it.
 const ALWAYS = ['machine', 'sensors', 'system'];
+
+// The object of the machine's own name.
+const DEVICE_NAME = '0x1008';
 
 let session = { signedIn: false, user: null, mayLook: true, mayChange: false, signIn: 'none' };
 let view = overview;
@@ -135,7 +138,7 @@ function redraw() {
     place.classList.toggle('stale', live.state === 'down' || live.state === 'lost');
     const title =
         view === overview && live.views.has('machine')
-            ? [said(live.views.get('machine').name ?? ''), session.mayChange ? changeName() : null]
+            ? [said(live.views.get('machine').name ?? ''), changeButton(state(), DEVICE_NAME, 0, text('name'))]
             : text(`view.${view.id}`);
     const wanted = [h('h1', { tabindex: -1 }, title), ...content()].filter(
         (node) => node !== null && node !== undefined && node !== false,
@@ -145,25 +148,6 @@ function redraw() {
     if (session.mayLook) {
         live.follow([...ALWAYS, ...view.needs], view.objects?.() ?? []);
     }
-}
-
-// The device name is an object of the standard's own.
-function changeName() {
-    const title = text('name');
-    return h(
-        'button',
-        {
-            type: 'button',
-            class: 'quiet small',
-            'data-action': 'edit',
-            'data-index': '0x1008',
-            'data-sub': 0,
-            'data-title': title,
-            'data-kind': '',
-            'aria-label': text('change.of', title),
-        },
-        text('change'),
-    );
 }
 
 async function askSession() {

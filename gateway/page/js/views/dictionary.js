@@ -169,9 +169,6 @@ export const dictionary = {
         }
         redraw();
     },
-    written(index, redraw) {
-        read(index, redraw);
-    },
     render(state) {
         if (heads === null) {
             return waiting();
