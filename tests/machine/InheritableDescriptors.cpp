@@ -116,6 +116,11 @@ int mkstemp(char* pattern) {
     return Real<int(char*)>("mkstemp")(pattern);
 }
 
+int mkostemp(char* pattern, int flags) {
+    NoteOpen("mkostemp", pattern, flags);
+    return Real<int(char*, int)>("mkostemp")(pattern, flags);
+}
+
 int socket(int domain, int type, int protocol) noexcept {
     if ((type & SOCK_CLOEXEC) == 0) {
         Note("socket", "");
@@ -126,6 +131,18 @@ int socket(int domain, int type, int protocol) noexcept {
 int accept(int descriptor, sockaddr* address, socklen_t* size) {
     Note("accept", "");
     return Real<int(int, sockaddr*, socklen_t*)>("accept")(descriptor, address, size);
+}
+
+int accept4(int descriptor, sockaddr* address, socklen_t* size, int flags) {
+    if ((flags & SOCK_CLOEXEC) == 0) {
+        Note("accept4", "");
+    }
+    return Real<int(int, sockaddr*, socklen_t*, int)>("accept4")(descriptor, address, size, flags);
+}
+
+int pipe2(int* ends, int flags) noexcept {
+    NoteOpen("pipe2", "", flags);
+    return Real<int(int*, int)>("pipe2")(ends, flags);
 }
 
 int pipe(int* ends) noexcept {

@@ -1,5 +1,6 @@
 #include "modules/ObjectFSO.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -8,9 +9,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "dictionary/ObjDictionary.h"
 #include "log/Logger.h"
@@ -72,6 +76,15 @@ TAnswer Failure(std::uint32_t code) {
 }
 
 const TAnswer DONE = {1, U32(0)};
+
+// Called once, when the directory or the mode of an entry called "swapped" is asked for: behind the look at what it is.
+std::function<void()> s_swap;
+
+void Swap(const char* name) {
+    if (s_swap != nullptr && std::strcmp(name, "swapped") == 0) {
+        std::exchange(s_swap, nullptr)();
+    }
+}
 
 std::string ListRequest(const std::string& pattern) {
     return U32(Length(pattern)) + pattern;
@@ -154,7 +167,26 @@ protected:
     std::string m_folder;
 };
 
+template <typename TFunction>
+TFunction* Real(const char* name) {
+    return reinterpret_cast<TFunction*>(dlsym(RTLD_NEXT, name));
+}
+
 } // namespace
+
+// In the place of the system's.
+extern "C" {
+
+int openat(int directory, const char* name, int flags, ...) {
+    Swap(name);
+    return Real<int(int, const char*, int, ...)>("openat")(directory, name, flags, 0666);
+}
+
+int fchmodat(int directory, const char* name, mode_t mode, int flags) noexcept {
+    Swap(name);
+    return Real<int(int, const char*, mode_t, int)>("fchmodat")(directory, name, mode, flags);
+}
+}
 
 TEST_F(ObjectFSO, PublishesItsHeaderAndSixServicesWithTheirTextIds) {
     struct TExpected {
@@ -500,6 +532,33 @@ TEST_F(ObjectFSO, DeletingADirectoryDeletesItsLinksAndNothingBehindThem) {
     EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), DONE);
     EXPECT_FALSE(fs::exists(Path("d")));
     EXPECT_TRUE(fs::exists(Path("outside/kept")));
+    EXPECT_EQ(fs::status(Path("device")).permissions(), fs::perms{0600});
+}
+
+TEST_F(ObjectFSO, AnEntryThatBecomesALinkMeanwhileLeadsTheDeletionNowhere) {
+    const auto becomeALinkTo = [this](const char* target) {
+        s_swap = [this, target] {
+            fs::rename(Path("d/swapped"), Path("aside"));
+            fs::create_symlink(Path(target), Path("d/swapped"));
+        };
+    };
+    fs::create_directories(Path("d/swapped"));
+    fs::create_directories(Path("outside"));
+    MakeFile("outside/kept", "");
+    becomeALinkTo("outside");
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), Failure(0xECA60001));
+    EXPECT_EQ(s_swap, nullptr);
+    EXPECT_TRUE(fs::exists(Path("outside/kept")));
+
+    fs::remove_all(Path("d"));
+    fs::remove_all(Path("aside"));
+    fs::create_directory(Path("d"));
+    for (const char* pipe : {"d/swapped", "device"}) {
+        ASSERT_EQ(mkfifo(Path(pipe).c_str(), 0600), 0);
+    }
+    becomeALinkTo("device");
+    EXPECT_EQ(Call(DELETE, PathRequest(Path("d"), 1)), Failure(0xECA60001));
+    EXPECT_EQ(s_swap, nullptr);
     EXPECT_EQ(fs::status(Path("device")).permissions(), fs::perms{0600});
 }
 

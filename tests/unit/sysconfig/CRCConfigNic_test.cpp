@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <fstream>
+#include <thread>
+
 #include "LogCapture.h"
 #include "RcConf.h"
 #include "StandIns.h"
@@ -326,6 +330,24 @@ TEST_F(NicDhcpcdTest, RenewStartsNoClientForAStaticAdapterNorForANameThatIsNotSa
     EXPECT_EQ(m_nic.RenewIP("em1"), 0U);
     EXPECT_EQ(m_nic.RenewIP("a;dhcpcd em2"), 0U);
     EXPECT_THAT(m_standIns.Calls(), IsEmpty());
+}
+
+TEST_F(NicDhcpcdTest, RenewWaitsForARestartAndSeesWhetherTheAdapterIsStaticThen) {
+    m_standIns.Add("/sbin/dhcpcd");
+    m_standIns.Add("/usr/sbin/service", 0, "while [ ! -e /tmp/go-on ]; do sleep 0.01; done");
+    Host::ExtendSearchPath();
+    WriteFlags("-Z em0");
+    std::thread restart([this] { m_nic.RestartAdapter("em0"); });
+    m_standIns.WaitForCalls(1);
+    std::thread renewal([] { CRCConfigNicDhcpcd().RenewIP("em1"); });
+    // Nothing to wait for: a client that does not wait is started within this time, or the test passes for once.
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    WriteFlags("-Z em0,em1");
+    std::ofstream("/tmp/go-on").flush();
+    restart.join();
+    renewal.join();
+    EXPECT_THAT(m_standIns.Calls(), ElementsAre(Call{"/usr/sbin/service", "netif", "restart"},
+                                                Call{"/usr/sbin/service", "dhcpcd", "restart"}));
 }
 
 TEST_F(NicDhcpcdTest, WhatTheDefaultSetUpReadsIsInherited) {
