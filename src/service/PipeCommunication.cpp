@@ -292,6 +292,12 @@ void Serve() {
 
 } // namespace
 
+PipeCommunication::~PipeCommunication() {
+    if (m_isClosed) {
+        unlink(SOCKET_PATH);
+    }
+}
+
 ObjResult PipeCommunication::Init() {
     try {
         m_receiver = std::thread(Receiver);
@@ -371,7 +377,7 @@ void PipeCommunication::Close() {
     }
     close(waker);
     EndReceiver();
-    unlink(SOCKET_PATH);
+    m_isClosed = true;
 }
 
 } // namespace Hesperd

@@ -10,6 +10,7 @@
 #include "service/CommandLine.h"
 #include "service/Exceptions.h"
 #include "service/PipeCommunication.h"
+#include "sysconfig/CSystem.h"
 
 using Hesperd::CSignals;
 
@@ -53,9 +54,9 @@ int RunService(int argc, char** argv) {
     if (!daemon.Start(doFork)) {
         return EXIT_NOT_STARTED;
     }
+    Hesperd::PipeCommunication pipe; // ends behind the modules, whose end may take its time
     Hesperd::CMdp mdp;
     mdp.Create();
-    Hesperd::PipeCommunication pipe;
     pipe.Init();
     g_pLogger->LogMsg(LOG_SEVERITY_INFO, "Sylvarin started.");
     while (!CSignals::SignalTerminateState() && !pipe.IsBroken()) {
@@ -65,6 +66,7 @@ int RunService(int argc, char** argv) {
     CSignals::LogSignals();
     pipe.Close();
     mdp.Destroy();
+    ZMBSD::CSystem::DeleteOutputFiles();
     g_pLogger->LogMsg(LOG_SEVERITY_PROGRESS, "------------- Sylvarin (END) -------------");
     return pipe.IsBroken() ? EXIT_NO_SOCKET : EXIT_OK;
 }

@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <sstream>
 
@@ -64,16 +66,42 @@ private:
     std::unique_ptr<char*[]> m_pointers;
 };
 
+struct TOutputFiles {
+    std::mutex mutex;
+    std::list<std::string> names;
+    bool isEnding = false;
+};
+
+// Never destroyed: threads that no stop waits for may still run commands.
+TOutputFiles& OutputFiles() {
+    static auto* files = new TOutputFiles;
+    return *files;
+}
+
 // A file of this process's own for the shell to write to, empty where it cannot be made. It is there, and ours, before
 // the shell opens its name, so a link that somebody else laid under that name is never followed.
 std::string MakeOutputFile() {
-    char name[1024] = P_tmpdir "/fileXXXXXX";
-    const int descriptor = mkostemp(name, O_CLOEXEC);
+    TOutputFiles& files = OutputFiles();
+    const std::lock_guard lock(files.mutex);
+    if (files.isEnding) {
+        errno = ECANCELED;
+        return {};
+    }
+    std::string& name = files.names.emplace_front(P_tmpdir "/fileXXXXXX");
+    const int descriptor = mkostemp(name.data(), O_CLOEXEC);
     if (descriptor == -1) {
+        files.names.pop_front();
         return {};
     }
     close(descriptor);
     return name;
+}
+
+int DeleteOutputFile(const std::string& name) {
+    TOutputFiles& files = OutputFiles();
+    const std::lock_guard lock(files.mutex);
+    files.names.remove(name);
+    return std::remove(name.c_str());
 }
 
 std::uint32_t WaitForExit(pid_t child) {
@@ -104,7 +132,7 @@ std::uint32_t CSystem::Execute(const std::string& command, std::vector<std::stri
     }
     const int exit = std::system((command + " > " + file).c_str());
     const std::uint32_t status = exit != 0 ? static_cast<std::uint32_t>(exit) : ReadFile(file, output);
-    const int removed = std::remove(file.c_str()); // in any case: what fails every few seconds would fill the disc
+    const int removed = DeleteOutputFile(file); // in any case: what fails every few seconds would fill the disc
     return status != 0 ? status : static_cast<std::uint32_t>(removed);
 }
 
@@ -127,6 +155,15 @@ std::uint32_t CSystem::Execute(const std::string& command, unsigned long& output
     }
     output = std::stoul(line);
     return 0;
+}
+
+void CSystem::DeleteOutputFiles() {
+    TOutputFiles& files = OutputFiles();
+    const std::lock_guard lock(files.mutex);
+    files.isEnding = true;
+    for (const std::string& name : files.names) {
+        unlink(name.c_str());
+    }
 }
 
 std::uint32_t CSystem::ExecuteSecure(const char* path, ...) {

@@ -6,7 +6,7 @@
 
 namespace ZMBSD {
 
-// How the modules run programs and read or rewrite whole text files. No state: any thread may call. Who changes a file
+// How the modules run programs and read or rewrite whole text files. Any thread may call. Who changes a file
 // by reading and writing it holds CSettingsLock round both. A status of 0 is success; otherwise it is a program's exit
 // code or raw wait status, an errno value, or 0x8007000E for a lack of memory, and callers must not take one for
 // another.
@@ -36,6 +36,10 @@ public:
     static std::uint32_t Execute(const std::string& command, std::vector<std::string>& output);
     static std::uint32_t Execute(const std::string& command, std::string& output);
     static std::uint32_t Execute(const std::string& command, unsigned long& output);
+
+    // At the end of the process: deletes what the shells that nobody waits for any more write to. A command whose
+    // output is wanted fails from here on.
+    static void DeleteOutputFiles();
 
     // Without a shell and with an empty environment. The first argument is the program's absolute path; further ones
     // are const char*, ended by a null pointer. Blocks until the program ends, with no time limit.

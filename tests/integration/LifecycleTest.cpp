@@ -281,6 +281,43 @@ TEST_F(LifecycleTest, AStopRemovesThePidFileAndTheSocket) {
     EXPECT_FALSE(CanConnect());
 }
 
+TEST_F(LifecycleTest, AStartBehindTheEndOfTheSocketIsNotTooEarly) {
+    auto service = std::make_unique<ServiceUnderTest>();
+    ASSERT_TRUE(service->WaitUntilAnswering()) << service->Output();
+    for (int round = 0; round < 3; ++round) {
+        service->Signal(SIGTERM);
+        while (fs::exists(WireClient::Path)) {
+        }
+        auto next = std::make_unique<ServiceUnderTest>();
+        EXPECT_TRUE(next->WaitUntilAnswering()) << next->Output();
+        EXPECT_EQ(service->WaitForEnd().exitStatus, 0);
+        service = std::move(next);
+    }
+    EXPECT_EQ(service->Stop().exitStatus, 0);
+    EXPECT_EQ(m_log.Count("Info: Sylvarin is already running!"), 0U);
+}
+
+TEST_F(LifecycleTest, AStopInTheMiddleOfACommandOfTheShellLeavesNoFile) {
+    std::ofstream(SYLVARIN_ADAPTERS "/sbin/route")
+        << "#!/bin/sh\n: >/tmp/held\nwhile [ ! -e /tmp/go ]; do sleep 0.01; done\n";
+    ServiceUnderTest service;
+    ASSERT_TRUE(service.WaitUntilAnswering()) << service.Output();
+    WireClient client;
+    client.Send(Join({Little(24 + 18 + 16, 8), Little(24, 8), Little(24, 8), "00 00  01 80  00  05"_hex, Little(0, 8),
+                      Little(16, 4), Bytes(16)})); // the gateway of the first adapter
+    ASSERT_TRUE(WaitForFile("/tmp/held"));
+    const auto countFiles = [] {
+        return std::count_if(fs::directory_iterator("/tmp"), fs::directory_iterator(), [](const auto& entry) {
+            return entry.path().filename().string().compare(0, 4, "file") == 0;
+        });
+    };
+    EXPECT_EQ(countFiles(), 1);
+
+    EXPECT_EQ(service.Stop().exitStatus, 0) << service.Output();
+    EXPECT_EQ(countFiles(), 0);
+    Touch("/tmp/go");
+}
+
 TEST_F(LifecycleTest, AStopDoesNotWaitForAClientInTheMiddleOfItsFrame) {
     ServiceUnderTest service;
     ASSERT_TRUE(service.WaitUntilAnswering()) << service.Output();

@@ -170,8 +170,10 @@ protected:
     bool IsCalmSince(unsigned troubles) const { return troubles % 2 == 0 && m_troubles == troubles; }
 
     // A command that must succeed where nothing lacks.
-    void Mdp(const std::string& arguments, const std::string& output) {
-        const unsigned troubles = m_troubles;
+    void Mdp(const std::string& arguments, const std::string& output) { Mdp(arguments, output, m_troubles); }
+
+    // The same where nothing has lacked since that trouble.
+    void Mdp(const std::string& arguments, const std::string& output, unsigned troubles) {
         if (!Shell("timeout 100 " SYLVARIN_MDP " " + arguments + " >" + output + " 2>&1") && IsCalmSince(troubles)) {
             std::ifstream file(output);
             ADD_FAILURE() << arguments << "\n" << std::string{std::istreambuf_iterator<char>(file), {}};
@@ -197,8 +199,9 @@ protected:
 
     void ChangeRoutes(Random& random) {
         const std::string name = "soak" + std::to_string(random() % 100);
-        Mdp("routes add " + name + " 192.168.10.9 5.8.15.99.1.1", "/tmp/soak-route");
-        Mdp("routes del " + name, "/tmp/soak-route");
+        const unsigned troubles = m_troubles;
+        Mdp("routes add " + name + " 192.168.10.9 5.8.15.99.1.1", "/tmp/soak-route", troubles);
+        Mdp("routes del " + name, "/tmp/soak-route", troubles);
         m_report.Count("routes added and deleted");
     }
 
