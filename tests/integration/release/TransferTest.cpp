@@ -1,19 +1,21 @@
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <random>
-#include <string>
+#include <span>
 #include <thread>
 #include <vector>
 
 #include "ServiceTest.h"
+#include "mdp/Client.h"
+#include "mdp/Files.h"
 
 namespace {
 
-constexpr std::size_t s_fileMiB = 1024;
+constexpr std::uint64_t s_fileSize = 1U << 30;
 constexpr std::size_t s_mostKiB = 12 * 1024;
 constexpr std::size_t s_mostIdleKiB = 8 * 1024;
 
@@ -34,46 +36,71 @@ protected:
     }
 };
 
-int Mdp(const std::string& arguments) {
-    // NOLINTNEXTLINE(cert-env33-c): a command line as a user types it
-    return std::system((SYLVARIN_MDP " " + arguments).c_str());
-}
-
-void MakeFile(const std::string& path) {
-    std::ofstream file(path, std::ios::binary);
-    std::mt19937_64 random(4711);
-    std::vector<std::uint64_t> block((1U << 20) / sizeof(std::uint64_t));
-    for (std::size_t i = 0; i < s_fileMiB; ++i) {
-        for (std::uint64_t& number : block) {
-            number = random();
-        }
-        file.write(reinterpret_cast<const char*>(block.data()),
-                   static_cast<std::streamsize>(block.size() * sizeof(std::uint64_t)));
+// The file, of which no two chunks are alike.
+class Content {
+public:
+    Content() {
+        std::mt19937 random(4711);
+        std::ranges::generate(m_block, [&random] { return static_cast<std::uint8_t>(random()); });
     }
-    ASSERT_TRUE(file.flush());
-}
 
-bool HaveEqualSums(const std::string& one, const std::string& other) {
-    const std::string command = "[ \"$(sha256sum <" + one + ")\" = \"$(sha256sum <" + other + ")\" ]";
-    return std::system(command.c_str()) == 0; // NOLINT(cert-env33-c): paths of the test's own
-}
+    Mdp::ChunkSource Source() {
+        return [this](std::span<std::uint8_t> room) -> Mdp::Result<std::size_t> {
+            const std::size_t size = std::min<std::uint64_t>({room.size(), s_fileSize - m_offset, LeftOfBlock()});
+            std::memcpy(room.data(), Next(size), size);
+            return size;
+        };
+    }
+
+    Mdp::ChunkSink Sink() {
+        m_offset = 0;
+        return [this](Mdp::ByteView bytes) -> Mdp::Result<void> {
+            while (!bytes.empty()) {
+                const std::size_t size = std::min<std::uint64_t>(bytes.size(), LeftOfBlock());
+                m_isEqual = m_isEqual && std::memcmp(Next(size), bytes.data(), size) == 0;
+                bytes = bytes.subspan(size);
+            }
+            return {};
+        };
+    }
+
+    bool IsEqual() const { return m_isEqual && m_offset == s_fileSize; }
+
+private:
+    std::uint64_t LeftOfBlock() const { return m_block.size() - m_offset % m_block.size(); }
+
+    // The next bytes, which lie in one block; each block begins with its number.
+    const std::uint8_t* Next(std::uint64_t size) {
+        const std::uint64_t number = m_offset / m_block.size();
+        std::memcpy(m_block.data(), &number, sizeof number);
+        const std::uint8_t* const bytes = &m_block[m_offset % m_block.size()];
+        m_offset += size;
+        return bytes;
+    }
+
+    std::vector<std::uint8_t> m_block = std::vector<std::uint8_t>(1U << 20);
+    std::uint64_t m_offset = 0;
+    bool m_isEqual = true;
+};
 
 } // namespace
 
-TEST_F(TransferTest, AGibibyteGoesInAndOutWithEqualSumsInLittleMemory) {
-    const std::string original = "/tmp/original";
-    const std::string remote = "/tmp/remote";
-    const std::string back = "/tmp/back";
-    ASSERT_NO_FATAL_FAILURE(MakeFile(original));
+TEST_F(TransferTest, AGibibyteGoesInAndOutAsItIsInLittleMemory) {
+    const Mdp::Result<Mdp::FileServices> files = Mdp::FileServices::Find(Mdp::Client());
+    ASSERT_TRUE(files);
+    Content content;
 
-    ASSERT_EQ(Mdp("put " + original + " " + remote), 0);
+    const Mdp::Result<std::uint64_t> written = files->Write("/tmp/file", content.Source());
     const std::size_t afterPut = m_service->ResidentKiB();
-    EXPECT_TRUE(HaveEqualSums(original, remote));
-    std::filesystem::remove(original);
+    ASSERT_TRUE(written);
+    EXPECT_EQ(*written, s_fileSize);
+    EXPECT_EQ(std::filesystem::file_size("/tmp/file"), s_fileSize);
 
-    ASSERT_EQ(Mdp("get " + remote + " " + back), 0);
+    const Mdp::Result<std::uint64_t> read = files->Read("/tmp/file", content.Sink(), s_fileSize);
     const std::size_t afterGet = m_service->ResidentKiB();
-    EXPECT_TRUE(HaveEqualSums(remote, back));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(*read, s_fileSize);
+    EXPECT_TRUE(content.IsEqual());
 
     // A few chunks of 1 MiB on their way and the allocator's spare room, nothing of the file's size.
     EXPECT_LT(afterPut, s_mostKiB);
