@@ -10,6 +10,7 @@
 #include "dictionary/ObjHelper.h"
 #include "platform/CHandle.h"
 #include "platform/LittleEndian.h"
+#include "platform/OsUserEvent.h"
 #include "platform/OsUserThread.h"
 #include "runtime/CZelmoraStatusWatch.h"
 #include "runtime/ObjectZelmoraRoutes.h"
@@ -59,25 +60,56 @@ std::shared_ptr<CZelmora> ExchangeZmHelper(std::shared_ptr<CZelmora> helper) {
     return std::exchange(s_helper, std::move(helper));
 }
 
+// The threads that drop something. One that hangs outlives the process' static objects: this is none.
+class CDrops {
+public:
+    static CDrops& Instance() {
+        static CDrops& drops = *new CDrops;
+        return drops;
+    }
+
+    void Begin() {
+        const CSectionLock lock(m_section);
+        ++m_running;
+        OsUserResetEvent(m_none.get());
+    }
+
+    void End() {
+        const CSectionLock lock(m_section);
+        if (--m_running == 0) {
+            OsUserSetEvent(m_none.get());
+        }
+    }
+
+    void Wait(std::uint32_t milliseconds) const { OsUserWaitForSingleObject(m_none.get(), milliseconds); }
+
+private:
+    CSection m_section;
+    unsigned int m_running = 0; // under m_section
+    const CHandle m_none{OsUserCreateEvent(nullptr, 1, 1, nullptr)};
+};
+
 template <typename T>
 std::uint32_t DropRoutine(void* kept) {
     delete static_cast<T*>(kept);
+    CDrops::Instance().End();
     return 0;
 }
 
 // Drops what calls the library when it goes, on a thread of its own: the library may hang. Without a thread it is done
-// here. The handle, which may be null, is the thread's.
+// here.
 template <typename T>
-CHandle DropInBackground(std::unique_ptr<T> kept) {
-    CHandle thread(OsUserCreateThread(nullptr, 0, DropRoutine<T>, kept.get(), 0, nullptr));
-    if (thread != nullptr) {
-        (void)kept.release(); // the thread's
+void DropInBackground(std::unique_ptr<T> kept) {
+    CDrops::Instance().Begin();
+    T* const pointer = kept.release();
+    const CHandle thread(OsUserCreateThread(nullptr, 0, DropRoutine<T>, pointer, 0, nullptr));
+    if (thread == nullptr) {
+        DropRoutine<T>(pointer);
     }
-    return thread;
 }
 
-CHandle DropHelper() {
-    return DropInBackground(std::make_unique<std::shared_ptr<CZelmora>>(ExchangeZmHelper(nullptr)));
+void DropHelper() {
+    DropInBackground(std::make_unique<std::shared_ptr<CZelmora>>(ExchangeZmHelper(nullptr)));
 }
 
 class CTimeLeft {
@@ -141,22 +173,18 @@ ObjResult Create() {
 
 void Destroy() {
     const CTimeLeft left;
-    const CHandle helper = DropHelper();
-    CHandle watchEnd;
+    DropHelper();
     std::unique_ptr<CZelmoraStatusWatch> watch(ExchangeZmStatus(nullptr));
     if (watch != nullptr) {
         watch->Shutdown();
         if (!watch->WaitForWorkers(left.Milliseconds()) && watch->LeaveToWorkers()) {
             (void)watch.release(); // the workers'
         } else {
-            watchEnd = DropInBackground(std::move(watch));
+            DropInBackground(std::move(watch));
         }
     }
-    for (_OsUserHandle* thread : {helper.get(), watchEnd.get()}) {
-        if (thread != nullptr) {
-            OsUserWaitForSingleObject(thread, left.Milliseconds());
-        }
-    }
+    // What the sleep of the module has left is among them: no library goes while the process ends.
+    CDrops::Instance().Wait(left.Milliseconds());
 }
 
 int IsZmInstalled() {

@@ -249,6 +249,8 @@ TEST_F(ObjectZelmoraTest, ANegativeErrorOfTheStateIsMappedAndClosesThePort) {
 TEST_F(ObjectZelmoraTest, AFailedRequestClosesThePortAndTheNextOneOpensAFreshOne) {
     ASSERT_EQ(Create(), OBJ_E_NOERR);
     Read(0x8001, 6);
+    ASSERT_TRUE(
+        Soon([] { return !RuntimeCalls("KorMirnRegisterRouterNotificationEx2").empty(); })); // the watch is quiet
     SetScenario(std::string(RUNTIME) + "[runtime failures]\n1:1 = 0x745\n");
     EXPECT_EQ(Read(0x8009, 1).result, 0xECA80745U);
     EXPECT_THAT(RuntimeCalls(), ElementsAre("KorSyncReadReq 1:1 1 32", "KorPortClose"));
@@ -502,6 +504,16 @@ TEST_F(ObjectZelmoraTest, TheStopEndsAWatchThatStillTries) {
     });
     EXPECT_THAT(log, Contains("None: InitZmStatusWatchWorker stopped: Sylvarin is closing!"));
     EXPECT_EQ(Read(0x8001, 13).result, OBJ_E_NOTSUPPORTED);
+}
+
+TEST_F(ObjectZelmoraTest, TheStopWaitsForWhatTheSleepLeftToItsThread) {
+    SetScenario(std::string(RUNTIME) + "[runtime delays]\nKorPortClose = 400\n");
+    ASSERT_EQ(Create(), OBJ_E_NOERR);
+    ASSERT_EQ(Read(0x8001, 1).result, OBJ_E_NOERR);
+    const auto start = std::chrono::steady_clock::now();
+    Sleep();
+    Destroy();
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 400ms);
 }
 
 TEST_F(ObjectZelmoraTest, ALibraryThatHangsDelaysTheStopNoLongerThanTwoSeconds) {
