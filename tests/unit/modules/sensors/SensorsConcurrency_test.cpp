@@ -78,7 +78,7 @@ TEST_F(SensorsConcurrency, TimersReadersWritersAndCleanupAtOnce) {
         FakeDevice::TakeRequests();
         usleep(1000);
     }));
-    for (int round = 0; round < 100; ++round) {
+    for (int round = 0; round < 25; ++round) {
         SleepAll();
         usleep(5000);
     }
