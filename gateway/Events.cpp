@@ -8,9 +8,6 @@
 namespace Gateway {
 namespace {
 
-// What takes longer is looked at by a thread of its own, so that it does not hold the others up.
-constexpr std::chrono::milliseconds s_slow{250};
-
 // How often a waiting stream looks whether its client is still there.
 constexpr std::chrono::seconds s_look{5};
 
@@ -219,7 +216,10 @@ void Events::Update(const Subject& subject, const std::shared_ptr<Topic>& topic)
         whole = Event("view", {{"view", subject.view}, {"data", data}});
     }
     const std::lock_guard lock(m_mutex);
-    topic->isSlow = Clock::now() - begin > s_slow;
+    if (const bool isSlow = Clock::now() - begin > m_options.slow; isSlow != topic->isSlow) {
+        topic->isSlow = isSlow;
+        m_wanted.notify_all(); // it is the other thread's from now on, which may sleep
+    }
     if (values != nullptr) {
         if (topic->values != nullptr && (topic->values == values || (topic->values->shape == values->shape &&
                                                                      topic->values->entries == values->entries))) {

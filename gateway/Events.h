@@ -25,6 +25,7 @@ public:
 
     struct Options {
         Milliseconds period{1000};     ///< between two looks at the same subject
+        Milliseconds slow{250};        ///< what takes longer has a thread of its own, and holds nothing else up
         Milliseconds heartbeat{15000}; ///< what is silent for so long says so
         std::size_t streams = 256;     ///< at once
         std::size_t subjects = 512;    ///< different ones at once

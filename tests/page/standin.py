@@ -337,6 +337,7 @@ class Machine:
         self.written = []
         self.condition = threading.Condition()
         self.version = 0
+        self.streams = 0  # that are open
 
     def changed(self):
         with self.condition:
@@ -353,6 +354,7 @@ class Machine:
 def handler(machine, files):
     class Handler(BaseHTTPRequestHandler):
         protocol_version = "HTTP/1.1"
+        disable_nagle_algorithm = True  # a body would wait for the receipt of its headers
 
         def log_message(self, *arguments):
             pass
@@ -466,6 +468,7 @@ def handler(machine, files):
             self.send_header("Connection", "close")
             self.end_headers()
             told = {}
+            machine.streams += 1
             try:
                 while True:
                     with machine.condition:
@@ -506,14 +509,20 @@ def handler(machine, files):
                             self.wfile.flush()
             except OSError:
                 pass
+            finally:
+                machine.streams -= 1
 
     return Handler
 
 
+class Server(ThreadingHTTPServer):
+    daemon_threads = True
+    request_queue_size = 128  # what a page opens at once, and those of the page before
+
+
 def serve(machine, files, port=0):
     """Serves on a port of the loopback until the process ends; gives the port."""
-    server = ThreadingHTTPServer(("127.0.0.1", port), handler(machine, Path(files)))
-    server.daemon_threads = True
+    server = Server(("127.0.0.1", port), handler(machine, Path(files)))
     threading.Thread(target=server.serve_forever, daemon=True).start()
     return server.server_address[1]
 

@@ -236,6 +236,9 @@ document.addEventListener(
     true,
 );
 addEventListener('hashchange', () => guarded(route));
+// A page that is left may be kept to come back to: its stream would hold one of the few connections to the machine.
+addEventListener('pagehide', () => live.stop());
+addEventListener('pageshow', ({ persisted }) => persisted && redraw());
 
 beginPlots(redraw);
 redraw();

@@ -54,7 +54,7 @@ const TEXTS = {
     hours: ['Operating hours', 'Betriebsstunden'],
 
     load: ['Load', 'Auslastung'],
-    frequency: ['Frequency', 'Takt'],
+    'frequency.size': ['Frequency, size', 'Takt, Größe'],
     temperature: ['Temperature', 'Temperatur'],
     memory: ['Memory in use', 'Belegter Speicher'],
     of: ['{0} of {1}', '{0} von {1}'],

@@ -116,6 +116,17 @@ TEST_F(EventsTest, AViewIsToldWholeAtEachChange) {
     End(events);
 }
 
+TEST_F(EventsTest, WhatTurnsOutToBeSlowStaysLive) {
+    Events::Options options = Quick();
+    options.slow = std::chrono::milliseconds(0);
+    Events events(m_dictionary, options);
+    Reader& reader = Open(events, {{0x8021, {}, Language::English}});
+    reader.WaitFor("\"value\":1200}]}");
+    m_machine.Do([](FakeDictionary& dictionary) { dictionary.objects[0x8021].entries[1].value = ::Number(1300, 2); });
+    reader.WaitFor("{\"sub\":1,\"value\":1300}]}");
+    End(events);
+}
+
 TEST_F(EventsTest, SilenceIsTold) {
     Events events(m_dictionary, Quick());
     Reader& reader = Open(events, {});

@@ -71,11 +71,11 @@ function processors({ processors, memory }) {
         rows.push([
             text('memory'),
             bytes(memory.totalBytes - memory.availableBytes),
-            text('of', '', bytes(memory.totalBytes)).trim(),
+            bytes(memory.totalBytes),
             plot('memory', text('memory'), bytes),
         ]);
     }
-    return sensorTable(text('load'), [{ title: text('frequency'), right: true }], rows);
+    return sensorTable(text('load'), [{ title: text('frequency.size'), right: true }], rows);
 }
 
 function ups({
