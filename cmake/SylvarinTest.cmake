@@ -1,9 +1,9 @@
 # sylvarin_test(NAME [CONCURRENCY] SOURCES file... [LIBRARIES target...] [DEFINITIONS NAME=value...])
 #
-# One GoogleTest program, each of its tests known to ctest by name. A thread sanitizer build holds only the programs
+# One GoogleTest program, each of its suites known to ctest by name. A thread sanitizer build holds only the programs
 # marked CONCURRENCY: the others would run there a second time to no purpose.
 find_package(GTest REQUIRED)
-include(GoogleTest)
+include(SylvarinDiscover)
 
 # All test programs of the preset.
 add_custom_target(suite)
@@ -39,20 +39,18 @@ function(sylvarin_test NAME)
     target_compile_definitions(${NAME} PRIVATE ${arg_DEFINITIONS})
     set(label unit)
     if(arg_CONCURRENCY)
-        set(label unit-concurrency) # one word: a list would not survive gtest_discover_tests
+        set(label unit-concurrency)
     endif()
-    gtest_discover_tests(${NAME}
-        TEST_PREFIX "${SYLVARIN_TEST_PREFIX}"
-        DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES
-        PROPERTIES LABELS ${label} TIMEOUT 120)
+    sylvarin_discover_tests(${NAME} PREFIX "${SYLVARIN_TEST_PREFIX}" PROPERTIES LABELS ${label} TIMEOUT 120)
 endfunction()
 
-# sylvarin_machine_test(NAME SOURCES file... [LIBRARIES target...])
+# sylvarin_machine_test(NAME [EACH suites] SOURCES file... [LIBRARIES target...])
 #
-# The same, but each test runs as root of a throw-away machine of its own, and may change what it likes there. Where no
-# machine can be had, such as without root, the tests are reported as skipped.
+# The same, but each suite runs as root of a throw-away machine of its own, and may change what it likes there; in suites
+# whose names match EACH, a regular expression, each test has one. Where no machine can be had, such as without root, the
+# tests are reported as skipped.
 function(sylvarin_machine_test NAME)
-    cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(arg "" "EACH" "SOURCES;LIBRARIES" ${ARGN})
     if(SYLVARIN_SANITIZE MATCHES "thread")
         return()
     endif()
@@ -60,10 +58,6 @@ function(sylvarin_machine_test NAME)
     sylvarin_test_code(${NAME})
     add_dependencies(suite ${NAME})
     target_link_libraries(${NAME} PRIVATE sylvarin_core ${arg_LIBRARIES} GTest::gtest_main)
-    # The one way to put a launcher in front of each discovered test.
-    set_target_properties(${NAME} PROPERTIES
-        CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/tests/machine/run-test)
-    gtest_discover_tests(${NAME}
-        DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES
+    sylvarin_discover_tests(${NAME} EACH "${arg_EACH}" LAUNCHER ${PROJECT_SOURCE_DIR}/tests/machine/machine
         PROPERTIES LABELS machine TIMEOUT 120 SKIP_RETURN_CODE 77)
 endfunction()

@@ -47,6 +47,7 @@ protected:
         WaitUntilIdle();
         m_service.Reset();
         CObjDictionary::ReleaseDictionary(m_dictionary);
+        EXPECT_TRUE(CObjDictionary::WaitForFinalRelease(10000));
     }
 
     ObjResult Write(std::string request) {

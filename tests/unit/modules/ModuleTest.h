@@ -28,6 +28,7 @@ protected:
 
     void TearDown() override {
         m_dictionary.reset();
+        EXPECT_TRUE(CObjDictionary::WaitForFinalRelease(10000));
         g_pLogger->ClearRoutes();
     }
 

@@ -128,6 +128,7 @@ protected:
 
     void TearDown() override {
         CObjDictionary::ReleaseDictionary(m_dictionary);
+        EXPECT_TRUE(CObjDictionary::WaitForFinalRelease(10000)); // a worker lives a little longer than its job
         fs::remove_all(m_folder);
     }
 

@@ -23,7 +23,10 @@ protected:
         ASSERT_EQ(Misc::Create(), OBJ_E_NOERR);
     }
 
-    void TearDown() override { CObjDictionary::ReleaseDictionary(m_dictionary); }
+    void TearDown() override {
+        CObjDictionary::ReleaseDictionary(m_dictionary);
+        EXPECT_TRUE(CObjDictionary::WaitForFinalRelease(10000)); // a worker lives a little longer than its job
+    }
 
     ObjResult Read(unsigned char sub, unsigned char& value) {
         return m_dictionary->ReadObject(SETTINGS, sub, &value, 1, 0, nullptr);

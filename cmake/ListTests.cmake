@@ -1,0 +1,66 @@
+# Run by ctest when it starts: see SylvarinDiscover.cmake.
+cmake_minimum_required(VERSION 3.25)
+
+# The entries that take longest start first: one of them at the end would be waited for alone.
+set(sylvarin_long_tests ${CMAKE_CURRENT_LIST_DIR}/../tests/long-tests.txt)
+set(sylvarin_list_tests ${CMAKE_CURRENT_LIST_FILE})
+
+# Writes the commands that tell ctest the entries of a program.
+function(sylvarin_write_entries FILE PROGRAM LAUNCHER PREFIX EACH PROPERTIES)
+    execute_process(COMMAND ${PROGRAM} --gtest_list_tests OUTPUT_VARIABLE output RESULT_VARIABLE result TIMEOUT 60)
+    if(NOT result EQUAL 0)
+        message(FATAL_ERROR "${PROGRAM} does not list its tests: ${result}\n${output}")
+    endif()
+
+    # A suite stands at the begin of a line, its tests behind blanks below it; "#" begins what a parameter is.
+    set(filters "")
+    string(REGEX REPLACE "[][;]" "?" output "${output}")
+    string(REPLACE "\n" ";" output "${output}")
+    foreach(line IN LISTS output)
+        string(REGEX REPLACE " *#.*" "" line "${line}")
+        if(line MATCHES "^([^ ]+)\\.$")
+            set(suite ${CMAKE_MATCH_1})
+            set(each OFF)
+            if(EACH AND suite MATCHES "^(${EACH})$")
+                set(each ON)
+            else()
+                list(APPEND filters "${suite}.*")
+            endif()
+        elseif(each AND line MATCHES "^  ([^ ]+)$")
+            list(APPEND filters "${suite}.${CMAKE_MATCH_1}")
+        endif()
+    endforeach()
+
+    file(STRINGS ${sylvarin_long_tests} lines REGEX "^[0-9]")
+    foreach(line IN LISTS lines)
+        string(REGEX MATCH "^([0-9]+) +(.+)$" line "${line}")
+        set(cost_${CMAKE_MATCH_2} "COST ${CMAKE_MATCH_1}")
+    endforeach()
+    set(commands "")
+    foreach(filter IN LISTS filters)
+        string(REGEX REPLACE "\\.\\*$" "" entry "${PREFIX}${filter}")
+        set(skip "")
+        if(NOT filter MATCHES "\\.\\*$")
+            set(skip [==[SKIP_REGULAR_EXPRESSION "\\[  SKIPPED \\]"]==])
+        endif()
+        string(APPEND commands
+            "add_test(${entry} ${LAUNCHER} [==[${PROGRAM}]==] --gtest_filter=${filter})\n"
+            "set_tests_properties(${entry} PROPERTIES ${PROPERTIES} ${cost_${entry}} ${skip})\n")
+    endforeach()
+    file(WRITE ${FILE} "${commands}")
+endfunction()
+
+function(sylvarin_list_tests ENTRIES PROGRAM LAUNCHER PREFIX EACH PROPERTIES)
+    if(NOT EXISTS ${PROGRAM})
+        get_filename_component(name ${PROGRAM} NAME)
+        add_test(${PREFIX}${name}_NOT_BUILT ${PREFIX}${name}_NOT_BUILT) # fails, and its name tells why
+        return()
+    endif()
+    foreach(source ${PROGRAM} ${sylvarin_long_tests} ${sylvarin_list_tests})
+        if(NOT EXISTS ${ENTRIES} OR ${source} IS_NEWER_THAN ${ENTRIES})
+            sylvarin_write_entries(${ENTRIES} ${PROGRAM} "${LAUNCHER}" "${PREFIX}" "${EACH}" "${PROPERTIES}")
+            break()
+        endif()
+    endforeach()
+    include(${ENTRIES})
+endfunction()
