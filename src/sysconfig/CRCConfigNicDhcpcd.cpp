@@ -113,10 +113,21 @@ std::uint32_t CRCConfigNicDhcpcd::RestartAdapter(const std::string& /*adapter*/)
 std::uint32_t CRCConfigNicDhcpcd::RenewIP(const std::string& adapter) {
     const std::lock_guard lock(s_clients);
     // A client that is started for an adapter which has become static would bring its leased address back.
-    if (CSystem::IsShellSafe(adapter) && GetDHCPState(adapter)) {
-        CSystem::Execute("dhcpcd -k " + adapter);
-        CSystem::Execute("dhcpcd " + adapter);
+    if (!CSystem::IsShellSafe(adapter) || !GetDHCPState(adapter)) {
+        return 0;
     }
+    // The daemon of all adapters takes up those that a command does not deny, whatever it was started with.
+    const std::vector<std::string> denied = GetDeniedInterfaces();
+    if (!std::all_of(denied.begin(), denied.end(), CSystem::IsShellSafe)) {
+        return 0;
+    }
+    std::string arguments = adapter;
+    if (!denied.empty()) {
+        arguments =
+            std::string(RC_CONFIG_DHCPCD_DENYIINTERFACE_OPT) + " " + CStringHelper::Join(denied, ",") + " " + adapter;
+    }
+    CSystem::Execute("dhcpcd -k " + adapter);
+    CSystem::Execute("dhcpcd " + arguments);
     return 0;
 }
 

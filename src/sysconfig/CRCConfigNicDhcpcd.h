@@ -25,7 +25,7 @@ public:
     std::uint32_t DeleteDefaultGateway() override;
     std::uint32_t SetGateway(const std::string& gateway) override;
     // Both always give 0, and wait for each other. RestartAdapter restarts all adapters; RenewIP does nothing for a
-    // static one, nor for a name that must not reach the shell.
+    // static one, nor where its name or one of the deny list must not reach the shell.
     std::uint32_t RestartAdapter(const std::string& adapter) override;
     std::uint32_t RenewIP(const std::string& adapter) override;
 

@@ -474,7 +474,21 @@ TEST_F(NicDhcpcdTest, DhcpTakesTheAdapterFromTheDenyListAndGetsALease) {
                                 "ifconfig_em0=\"inet 192.168.10.20 netmask 255.255.255.0\"\n");
     ASSERT_TRUE(HasLease()) << AddressesOf("em1") << ReadText("/tmp/dhcp.log");
     EXPECT_EQ(Read(Em1, Dhcp), std::string("\1", 1));
-    // A dhcpcd that serves all adapters goes on with its lease when it is told to take one up again.
-    EXPECT_EQ(RunService(RenewEm1, {}), "00 00"_hex);
+    // A dhcpcd that serves all adapters goes on with its lease when it is told to take one up again, and with no other
+    // adapter. It would have asked for one within this time.
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_EQ(RunService(RenewEm1, {}), "00 00"_hex);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     EXPECT_TRUE(HasLease());
+    EXPECT_EQ(Shell("pgrep -c -f '^dhcpcd: .manager'"), "1\n");
+    EXPECT_EQ(Shell("pgrep -a -f '^dhcpcd: .* em0'"), "");
+
+    EXPECT_EQ(RunService(RenewEm1, {}), "00 00"_hex);
+    EXPECT_EQ(Write(Em1, Address, "192.168.20.99"), 0U);
+    EXPECT_TRUE(Eventually([] {
+        return Shell("pgrep -f '[r]c.d/(netif|dhcpcd)'").empty() && AddressesOf("em1") == "192.168.20.99/24\n" &&
+               Shell("pgrep -f '^dhcpcd: .* em1'").empty();
+    })) << Shell("pgrep -a dhcpcd")
+        << AddressesOf("em1");
 }

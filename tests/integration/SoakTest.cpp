@@ -260,10 +260,14 @@ protected:
         const unsigned index = random() % 4 == 0 ? indexes[random() % indexes.size()]
                                                  : 0x8000 + static_cast<unsigned>(random() % (24 * 16));
         const unsigned troubles = m_troubles;
-        const Bytes answer =
-            WireClient::Transact(ReadOf(index, static_cast<unsigned>(random() % 6), random() % 2 != 0 ? 1 : 0));
-        ASSERT_TRUE(IsWholeReply(answer)) << ToHex(answer);
-        ASSERT_TRUE(!answer.empty() || !IsCalmSince(troubles));
+        try {
+            const Bytes answer =
+                WireClient::Transact(ReadOf(index, static_cast<unsigned>(random() % 6), random() % 2 != 0 ? 1 : 0));
+            ASSERT_TRUE(IsWholeReply(answer)) << ToHex(answer);
+            ASSERT_TRUE(!answer.empty() || !IsCalmSince(troubles));
+        } catch (const std::exception& error) {
+            FAIL() << "read of " << std::hex << index << ": " << error.what();
+        }
         m_report.Count("reads", 2);
     }
 

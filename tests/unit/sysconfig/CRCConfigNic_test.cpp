@@ -323,12 +323,27 @@ TEST_F(NicDhcpcdTest, RestartAndRenewGoThroughTheShellAndGiveNoFailure) {
                                                 Call{"/sbin/dhcpcd", "-k", "em1"}, Call{"/sbin/dhcpcd", "em1"}));
 }
 
+TEST_F(NicDhcpcdTest, RenewDeniesTheStaticAdaptersAgain) {
+    m_standIns.Add("/sbin/dhcpcd");
+    Host::ExtendSearchPath();
+    for (const char* flags : {"-Z em0 em2 -G", "--noarp --denyinterfaces em0,em2"}) {
+        WriteFlags(flags);
+        EXPECT_EQ(m_nic.RenewIP("em1"), 0U);
+        EXPECT_THAT(m_standIns.Calls(),
+                    ElementsAre(Call{"/sbin/dhcpcd", "-k", "em1"}, Call{"/sbin/dhcpcd", "-Z", "em0,em2", "em1"}))
+            << flags;
+        m_standIns.ForgetCalls();
+    }
+}
+
 TEST_F(NicDhcpcdTest, RenewStartsNoClientForAStaticAdapterNorForANameThatIsNotSafe) {
     m_standIns.Add("/sbin/dhcpcd");
     Host::ExtendSearchPath();
     WriteFlags("-Z em0,em1");
     EXPECT_EQ(m_nic.RenewIP("em1"), 0U);
     EXPECT_EQ(m_nic.RenewIP("a;dhcpcd em2"), 0U);
+    WriteFlags("-Z em0,x;dhcpcd");
+    EXPECT_EQ(m_nic.RenewIP("em1"), 0U);
     EXPECT_THAT(m_standIns.Calls(), IsEmpty());
 }
 
