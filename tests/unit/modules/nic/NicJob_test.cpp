@@ -1,12 +1,11 @@
 // What runs in the background for an adapter where memory lacks: the log tells that it is not done, the process goes
 // on, and what is asked for afterwards is done.
 
-#include <dlfcn.h>
-
 #include <gmock/gmock.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <new>
 #include <string>
 #include <thread>
@@ -39,14 +38,32 @@ public:
 
 } // namespace
 
-// In the place of the library's, which it asks.
+// In the place of the library's, all that belong together.
 void* operator new(std::size_t size) {
     const TLack lack = s_lack;
-    if (lack != TLack::none && (lack == TLack::onThisThread) == (std::this_thread::get_id() == s_testThread)) {
+    const bool isLacking =
+        lack != TLack::none && (lack == TLack::onThisThread) == (std::this_thread::get_id() == s_testThread);
+    void* const memory = isLacking ? nullptr : std::malloc(size);
+    if (memory == nullptr) {
         throw std::bad_alloc();
     }
-    static const auto s_allocate = reinterpret_cast<void* (*)(std::size_t)>(dlsym(RTLD_NEXT, "_Znwm"));
-    return s_allocate(size);
+    return memory;
+}
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    try {
+        return ::operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
 }
 
 namespace {
