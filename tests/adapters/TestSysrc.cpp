@@ -238,13 +238,17 @@ TEST(Sysrc, PutsTheNewFileOnTheDiskBeforeAndAfterItTakesItsPlace) {
 
 TEST(Sysrc, LeavesNothingBehindWhenItIsToldToEnd) {
     for (const std::string signal : {"HUP", "INT", "TERM"}) {
-        WriteText(RC_CONF, "a=1\n");
-        Shadow("sync", "kill -" + signal + " $PPID\n");
+        for (const std::string program :
+             {"cp", "sync"}) { // right behind the making of the file, and behind its writing
+            WriteText(RC_CONF, "a=1\n");
+            Shadow(program, "kill -" + signal + " $PPID\n");
 
-        EXPECT_LT(128, Sysrc({"a=2"}).status) << signal;
+            EXPECT_LT(128, Sysrc({"a=2"}).status) << signal;
 
-        EXPECT_EQ("a=1\n", ReadText(RC_CONF)) << signal;
-        EXPECT_EQ("rc.conf", Shell("ls -A /etc | grep rc.conf")) << signal;
+            EXPECT_EQ("a=1\n", ReadText(RC_CONF)) << signal;
+            EXPECT_EQ("rc.conf", Shell("ls -A /etc | grep rc.conf")) << signal;
+            Shell("rm /usr/local/bin/" + program);
+        }
     }
 }
 

@@ -48,7 +48,22 @@ TEST(Tzsetup, ReplacesItsFilesWholeAndLeavesNoOthers) {
 
     EXPECT_EQ("", Shell("ls /tmp/held"));
     EXPECT_EQ("regular file 644", Shell("stat -c '%F %a' /var/db/zoneinfo"));
-    EXPECT_EQ("", Shell("ls -d /etc/localtime.* /var/db/zoneinfo.* /etc/timezone.* 2>/dev/null"));
+    EXPECT_EQ("", Shell("ls -d /etc/.*.new /var/db/.*.new 2>/dev/null"));
+}
+
+TEST(Tzsetup, LeavesNothingBehindWhenItIsToldToEnd) {
+    SetZone("UTC");
+    for (const std::string signal : {"HUP", "INT", "TERM"}) {
+        WriteText("/usr/local/bin/chmod",
+                  "#!/bin/sh\nls -A /etc | grep localtime >>/tmp/seen\nkill -" + signal + " $PPID\n");
+        Shell("/bin/chmod 755 /usr/local/bin/chmod");
+
+        EXPECT_LT(128, SetZone("Asia/Tokyo").status) << signal;
+
+        EXPECT_EQ(ReadText("/usr/share/zoneinfo/UTC"), ReadText("/etc/localtime")) << signal;
+        EXPECT_EQ("", Shell("ls -d /etc/.*.new /var/db/.*.new 2>/dev/null")) << signal;
+    }
+    EXPECT_NE(std::string::npos, ReadText("/tmp/seen").find(".localtime.new\n"));
 }
 
 TEST(Tzsetup, TellsThatAFileCannotBeWritten) {
