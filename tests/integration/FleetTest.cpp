@@ -154,6 +154,37 @@ TEST_F(FleetTest, WriteChangesTheMachineThatIsNamed) {
     EXPECT_EQ(Mdp("--host press2 write 1008 press2").status, 0);
 }
 
+// The network, too: each has its address from the table and keeps the connection by which it is told.
+TEST_F(FleetTest, SettingsOfOneMachineAreGivenToAll) {
+    const std::string all = "--host press1,press2,press3 ";
+    ASSERT_EQ(Mdp("--host press1 net set em0 --dns 9.9.9.9").status, 0);
+    ASSERT_EQ(Mdp("--host press1 group add fitters").status, 0);
+    ASSERT_EQ(Mdp("--host press1 group join fitters op").status, 0);
+    ASSERT_EQ(Mdp("--host press1 save /tmp/golden.json").status, 0);
+    std::ofstream("/tmp/table.csv") << "machine,name,net.em0.address\n"
+                                       "press1,press1,10.9.0.11\n"
+                                       "press2,press2,10.9.0.12\n"
+                                       "press3,press3,10.9.0.13\n";
+    const std::string document = "/tmp/golden.json --values /tmp/table.csv";
+
+    const Outcome before = Mdp(all + "diff " + document);
+    EXPECT_EQ(before.status, 6); // some differ
+    EXPECT_THAT(before.out, ContainsRegex("(^|\n)press2: dns: .* -> 9.9.9.9\n"));
+    EXPECT_THAT(before.out, HasSubstr("press2: groups.fitters: no such group -> op\n"));
+    EXPECT_THAT(before.out, Not(HasSubstr("press1: ")));
+
+    const Outcome applied = Mdp(all + "apply " + document);
+    EXPECT_EQ(applied.status, 0) << applied.out << applied.err;
+    EXPECT_EQ(In("press2", "grep -q 9.9.9.9 /etc/resolv.conf"), 0);
+    EXPECT_EQ(In("press3", "grep -q \"^fitters:.*:op$\" /etc/group"), 0);
+    EXPECT_EQ(Mdp(all + "read 1008").out, "press1: \"press1\"\npress2: \"press2\"\npress3: \"press3\"\n");
+    EXPECT_EQ(In("press3", "grep -q \"^ifconfig_em0=.*10.9.0.13\" /etc/rc.conf"), 0);
+
+    const Outcome again = Mdp(all + "apply " + document);
+    EXPECT_EQ(again.status, 0) << again.out << again.err;
+    EXPECT_THAT(again.out, ContainsRegex("press2: nothing to change: "));
+}
+
 TEST_F(FleetTest, FilesGoToAllAndComeFromAll) {
     std::ofstream("/tmp/sent", std::ios::binary) << std::string(1500000, 'x') << "end";
     std::filesystem::create_directory("/tmp/got");
