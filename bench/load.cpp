@@ -10,9 +10,11 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <numeric>
 #include <string>
@@ -130,7 +132,7 @@ void RunSlice(Server& server, unsigned clients, std::chrono::milliseconds slice)
 template <typename T>
 T Quantile(std::vector<T> values, double q) {
     std::sort(values.begin(), values.end());
-    return values[static_cast<std::size_t>(q * static_cast<double>(values.size() - 1) + 0.5)];
+    return values[static_cast<std::size_t>(std::lround(q * static_cast<double>(values.size() - 1)))];
 }
 
 // Measures at one number of clients and prints a row for each server. Returns the lowest median ratio of the service.
@@ -164,9 +166,7 @@ double MeasureRows(std::vector<Server>& servers, unsigned clients, const Options
     return lowest;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
     Options options;
     std::vector<Server> servers = {{"service", "/tmp/MDP0"}, {"a thread a connection", ""}, {"threads that stay", ""}};
     CLI::App app{"Transactions a second of the service against bare servers, in one run"};
@@ -194,4 +194,15 @@ int main(int argc, char** argv) {
         enough = MeasureRows(servers, clients, options) >= options.minimum && enough;
     }
     return enough ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "load: %s\n", failure.what());
+        return 1;
+    }
 }

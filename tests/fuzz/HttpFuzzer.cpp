@@ -90,7 +90,7 @@ Mdp::ClientOptions OptionsFor(const CStandIn& service) {
 struct CGateway {
     CStandIn service;
     Gateway::Dictionary dictionary{OptionsFor(service)};
-    Gateway::Events events{dictionary, {std::chrono::hours(1), std::chrono::hours(1), 0, 0}};
+    Gateway::Events events{dictionary, {.period = std::chrono::hours(1), .streams = 0, .subjects = 0}};
     Gateway::Metrics metrics{dictionary, {}, std::chrono::milliseconds(500)};
     Gateway::SignIn signIn{{"", "editors"},
                            [](const std::string&, const std::string& password) { return password == "secret"; },
