@@ -164,7 +164,10 @@ ParsedLine ParseCommandLine(const Program& program, std::vector<std::string> wor
     for (const ProgramCommand& command : program.commands) {
         CLI::App* sub = app.add_subcommand(command.name, command.summary);
         sub->footer(s_commandFooter);
-        Add(*sub, command.arguments);
+        // Making all options of all commands would take as long as a short command does.
+        if (std::find(words.begin(), words.end(), command.name) != words.end()) {
+            Add(*sub, command.arguments);
+        }
     }
     try {
         ProtectNegativeValue(program, words);

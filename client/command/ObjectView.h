@@ -5,6 +5,7 @@
 
 #include "Command.h"
 #include "Table.h"
+#include "WorkQueue.h"
 #include "mdp/Value.h"
 
 // An object with its entries and their values, as read and tree show it.
@@ -29,12 +30,23 @@ Mdp::Result<Mdp::ObjectDescription> DescribeObject(const Mdp::Client& client, st
 Mdp::Result<Mdp::EntryDescription> DescribeEntry(const Mdp::Client& client, std::uint16_t index, std::uint8_t subIndex,
                                                  std::uint32_t language);
 
-// Describes the object and all its entries and reads the readable ones. An entry that cannot be read has its error in
-// the view; only a failure to describe or to reach the service fails the whole.
+// Describes all entries of the object and reads the readable ones, some at a time. An entry that cannot be read has its
+// error in the view; only a failure to describe or to reach the service fails the whole.
 Mdp::Result<ObjectView> ViewObject(const Mdp::Client& client, const Mdp::ObjectDescription& object,
                                    std::uint32_t language);
 
-// The descriptions of the object's entries from the first on, without values.
+// Views of some objects, in the order in which they were asked for, or the failure that left none. Its number is that
+// of the object that could not be viewed.
+struct ObjectViews {
+    std::vector<ObjectView> objects;
+    std::optional<WorkQueue::Failure> failure;
+};
+
+// The same for some objects, some transactions at a time. An object that is not there is left out: it may vanish with
+// its module at any moment.
+ObjectViews ViewObjects(const Mdp::Client& client, const std::vector<std::uint16_t>& indexes, std::uint32_t language);
+
+// The descriptions of the object's entries from the first on, without values. Some transactions at a time.
 Mdp::Result<std::vector<EntryView>> DescribeEntries(const Mdp::Client& client, const Mdp::ObjectDescription& object,
                                                     std::uint8_t first, std::uint32_t language);
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "mdp/Client.h"
-
 namespace MdpCommand {
 namespace {
 
@@ -57,8 +55,16 @@ constexpr std::array s_entries{
 // The entries of a module header that hold an address and an identification.
 constexpr std::uint16_t s_headerMask = 0xF00F;
 constexpr std::uint16_t s_header = 0x8000;
+constexpr std::uint8_t s_headerItems = 5;
 constexpr std::uint8_t s_subAddress = 1;
 constexpr std::uint8_t s_subIdentification = 4;
+
+constexpr std::uint16_t s_serviceMask = 0xF000;
+constexpr std::uint16_t s_service = 0xB000;
+constexpr std::uint8_t s_serviceItems = 4;
+
+// The lists with numbers for all modules.
+constexpr std::array<std::uint16_t, 4> s_numberLists{0xF010, 0xF020, 0xF030, 0xF050};
 
 std::string InLanguage(const Name& name, std::uint32_t language) {
     switch (language) {
@@ -102,6 +108,26 @@ std::size_t HexDigits(std::uint16_t index, std::uint8_t subIndex) {
     }
     const EntryRow* row = FindEntry(index, subIndex);
     return row != nullptr ? row->hexDigits : 0;
+}
+
+std::optional<std::pair<std::uint16_t, std::uint8_t>> KindOfEntry(const Mdp::ObjectDescription& object,
+                                                                  std::uint8_t subIndex) {
+    const bool isRecord = object.objectCode == Mdp::ObjectRecord;
+    const bool isArray = object.objectCode == Mdp::ObjectArray;
+    if (subIndex == 0) { // the number of the others
+        return isRecord || isArray ? std::optional(std::pair<std::uint16_t, std::uint8_t>()) : std::nullopt;
+    }
+    if (isRecord && object.itemCount == s_headerItems && (object.index & s_headerMask) == s_header) {
+        const bool isNumber = subIndex == s_subAddress || subIndex == s_subIdentification;
+        return isNumber ? std::optional(std::pair(s_header, subIndex)) : std::nullopt;
+    }
+    // The lengths of a request and a response count for nothing: the request, which is the first, cannot be read.
+    if (isRecord && object.itemCount == s_serviceItems && (object.index & s_serviceMask) == s_service) {
+        return std::pair(s_service, subIndex);
+    }
+    const bool isInList =
+        isArray && std::find(s_numberLists.begin(), s_numberLists.end(), object.index) != s_numberLists.end();
+    return isInList ? std::optional(std::pair(object.index, std::uint8_t{1})) : std::nullopt;
 }
 
 } // namespace MdpCommand

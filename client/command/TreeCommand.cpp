@@ -1,8 +1,6 @@
 #include "Commands.h"
 
 #include <algorithm>
-#include <atomic>
-#include <thread>
 #include <utility>
 
 #include "ObjectView.h"
@@ -12,29 +10,42 @@
 namespace MdpCommand {
 namespace {
 
-// The service runs each connection on a thread of its own, so that some at once are quicker than one after another.
-constexpr std::size_t s_workers = 4;
+constexpr std::uint16_t s_indexAddresses = 0xF020;
+constexpr std::uint16_t s_indexNames = 0xF060;
+constexpr std::size_t s_subTypeName = 2; // of a module's header
 
-using ViewResult = Mdp::Result<ObjectView>;
+const ObjectView* Find(const std::vector<ObjectView>& objects, std::uint16_t index) {
+    const auto found = std::find_if(objects.begin(), objects.end(),
+                                    [&](const ObjectView& view) { return view.description.index == index; });
+    return found == objects.end() ? nullptr : &*found;
+}
 
-std::vector<ViewResult> ViewAll(const Context& context, const std::vector<std::uint16_t>& indexes) {
-    std::vector<ViewResult> views(indexes.size(), ViewResult(Mdp::Error{}));
-    std::atomic<std::size_t> next = 0;
-    const auto work = [&] {
-        for (std::size_t i = next++; i < indexes.size(); i = next++) {
-            const auto object = DescribeObject(context.client, indexes[i], context.language);
-            views[i] = object ? ViewObject(context.client, *object, context.language) : ViewResult(object.Error());
+// The text of an entry; empty where it has none, as an empty text has no data.
+std::string TextOf(const ObjectView* view, std::size_t subIndex) {
+    const bool hasValue = view != nullptr && subIndex < view->entries.size() && view->entries[subIndex].value;
+    return hasValue ? Mdp::DecodeValue(Mdp::TypeVisibleString, *view->entries[subIndex].value).text : std::string();
+}
+
+// The modules in the order in which they registered, as the objects tell them. An element of the list of addresses has
+// the slot in its low half and the type in the high one.
+std::vector<Mdp::Module> ModulesOf(const std::vector<ObjectView>& objects) {
+    std::vector<Mdp::Module> modules;
+    const ObjectView* addresses = Find(objects, s_indexAddresses);
+    const ObjectView* names = Find(objects, s_indexNames);
+    for (std::size_t i = 1; addresses != nullptr && i < addresses->entries.size(); ++i) {
+        const std::optional<Mdp::Bytes>& address = addresses->entries[i].value;
+        if (!address || address->size() != 4) {
+            continue;
         }
-    };
-    std::vector<std::thread> workers;
-    for (std::size_t i = 1; i < std::min(s_workers, indexes.size()); ++i) {
-        workers.emplace_back(work);
+        Mdp::Module module;
+        module.slot = address->front();
+        module.index = static_cast<std::uint16_t>(0x8000U + module.slot * 16U);
+        module.type = static_cast<std::uint16_t>((*address)[2] | (*address)[3] << 8);
+        module.typeName = TextOf(Find(objects, module.index), s_subTypeName);
+        module.name = TextOf(names, i);
+        modules.push_back(std::move(module));
     }
-    work();
-    for (std::thread& worker : workers) {
-        worker.join();
-    }
-    return views;
+    return modules;
 }
 
 // The module that an index belongs to by its slot, or the number of modules for an index of the device itself.
@@ -50,31 +61,24 @@ std::size_t OwnerOf(std::uint16_t index, const std::vector<Mdp::Module>& modules
 class TreeCommand : public Command {
 public:
     int Run(const Context& context) override {
-        const auto modules = context.client.ListModules();
-        if (!modules) {
-            return context.Fail(modules.Error(), "listing the modules");
-        }
         const auto indexes = context.client.ListObjects();
         if (!indexes) {
             return context.Fail(indexes.Error(), "listing the objects");
         }
-        const std::vector<ViewResult> results = ViewAll(context, *indexes);
+        const ObjectViews views = ViewObjects(context.client, *indexes, context.language);
+        if (views.failure) {
+            return context.Fail(views.failure->error, IndexText((*indexes)[views.failure->number]));
+        }
+        const std::vector<Mdp::Module> modules = ModulesOf(views.objects);
         // One group a module, and the device's own objects last in the vector but first in the output.
-        std::vector<std::vector<const ObjectView*>> groups(modules->size() + 1);
-        for (std::size_t i = 0; i < results.size(); ++i) {
-            if (results[i]) {
-                groups[OwnerOf((*indexes)[i], *modules)].push_back(&*results[i]);
-                continue;
-            }
-            // An object may vanish with its module between the list and its description.
-            if (results[i].Error().code != Mdp::OBJ_E_INVALIDIDX) {
-                return context.Fail(results[i].Error(), IndexText((*indexes)[i]));
-            }
+        std::vector<std::vector<const ObjectView*>> groups(modules.size() + 1);
+        for (const ObjectView& view : views.objects) {
+            groups[OwnerOf(view.description.index, modules)].push_back(&view);
         }
         if (context.json) {
-            PrintJson(context, *modules, groups);
+            PrintJson(context, modules, groups);
         } else {
-            PrintText(context, *modules, groups);
+            PrintText(context, modules, groups);
         }
         return ExitOk;
     }
