@@ -12,8 +12,8 @@
 
 namespace MdpCommand {
 
-// What has to be asked for, some of it at a time: the service answers each connection on a thread of its own, so that it
-// takes less time than one after another.
+// What has to be asked for, some of it at a time: the service answers each connection on a thread of its own, so that
+// it takes less time than one after another.
 class WorkQueue {
 public:
     // Talks to the service once or a few times. An error is one that makes all the rest useless.
@@ -27,9 +27,9 @@ public:
     // Behind what was added before. Work that runs may add more. The number tells whose failure it was.
     void Add(std::size_t number, Work work);
 
-    // Does it all, on this thread and a few more, and returns when none of it runs any more. Where threads cannot be had,
-    // fewer do it. After a failure nothing more begins; of several that of the lowest number is given. An exception ends
-    // it in the same way, and is thrown on.
+    // Does it all, on this thread and a few more, and returns when none of it runs any more. Where threads cannot be
+    // had, fewer do it. After a failure nothing more begins; of several that of the lowest number is given. An
+    // exception ends it in the same way, and is thrown on.
     std::optional<Failure> Run();
 
 private:
