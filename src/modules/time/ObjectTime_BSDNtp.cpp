@@ -177,6 +177,7 @@ ObjResult CObj0x8nn1::SetNtpServer(const std::string& server) {
     if (!IsValidNtpServer(server)) {
         return OBJ_E_INVALIDARG;
     }
+    const ZMBSD::CSettingsLock lock;
     const std::uint32_t refresh = GetNtpRefresh();
     if (refresh == 0) {
         return OBJ_E_INVALIDDATA;
@@ -198,6 +199,7 @@ ObjResult CObj0x8nn1::SetNtpRefresh(unsigned int seconds) {
     if (minPoll < LOWEST_MIN_POLL) {
         return OBJ_E_OUTOFRANGE;
     }
+    const ZMBSD::CSettingsLock lock;
     const std::string server = GetNtpServer();
     if (server.empty()) {
         return OBJ_E_UNEXPECTED;
