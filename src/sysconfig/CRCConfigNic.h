@@ -20,7 +20,8 @@ public:
 
     virtual ~CRCConfigNic() = default;
 
-    // Results are 0, the status of the program that was run, or 0xECA60001 for an edit that failed.
+    // Results are 0, the status of the program that was run, or 0xECA60001 for an edit that failed. Nothing is run for
+    // an adapter whose name must not reach a shell: EINVAL.
     virtual std::string GetNicSettings(const std::string& adapter) = 0;
     virtual std::uint32_t SetNicSettings(const std::string& adapter, const std::string& address,
                                          const std::string& mask) = 0;
@@ -29,7 +30,7 @@ public:
     virtual std::string GetGateway() = 0;
     virtual std::uint32_t DeleteDefaultGateway() = 0;
     virtual std::uint32_t SetGateway(const std::string& gateway) = 0;
-    // Both block until the programs that do it end.
+    // Both block until the programs that do it end. The dhcpcd set-up tells no failure.
     virtual std::uint32_t RestartAdapter(const std::string& adapter) = 0;
     virtual std::uint32_t RenewIP(const std::string& adapter) = 0;
 };

@@ -90,9 +90,10 @@ TEST_F(NicReadTest, TriggersOfASlotThatBelongsToAnotherModuleFail) {
 TEST(NicWithAnUnsafeName, NeverReachesAShell) {
     const CLogCapture log;
     CStandIns standIns;
-    standIns.Add("/sbin/route");
-    standIns.Add("/sbin/dhcpcd");
-    standIns.Add("/usr/sbin/service");
+    for (const char* path : {"/sbin/route", "/sbin/dhcpcd", "/usr/sbin/service", "/usr/sbin/sysrc", "/etc/rc.d/netif",
+                             "/etc/rc.d/dhclient", "/etc/rc.d/routing"}) {
+        standIns.Add(path);
+    }
     Host::ExtendSearchPath();
     Shell("ip link add 'a;>shell' type veth peer name other");
     std::filesystem::current_path("/tmp");
@@ -109,12 +110,18 @@ TEST(NicWithAnUnsafeName, NeverReachesAShell) {
     ASSERT_TRUE(object);
     auto& record = static_cast<CObject0x8nn1&>(*object);
     EXPECT_EQ(record.UpdateGateway(), OBJ_E_NOERR);
+    EXPECT_EQ(record.SetIPv4("10.0.0.1", "255.0.0.0"), 0xECA70016U); // EINVAL
+    EXPECT_EQ(record.SetDHCP(true), 0xECA70016U);
     std::string adapter = record.Adapter();
     NIC::RestartNetwork(&adapter);
+    NIC::RenewIP(&adapter);
     WriteRcConf("dhcpcd_enable=\"YES\"\n");
     NIC::RenewIP(&adapter);
+    EXPECT_EQ(record.SetIPv4("10.0.0.1", "255.0.0.0"), 0xECA70016U);
 
-    EXPECT_THAT(standIns.Calls(), testing::IsEmpty());
+    // The system's own programs are scripts of a shell, too.
+    using Call = std::vector<std::string>;
+    EXPECT_THAT(standIns.Calls(), testing::Each(Call{"/etc/rc.d/routing", "restart"}));
     EXPECT_FALSE(std::filesystem::exists("/tmp/shell"));
 }
 
