@@ -8,8 +8,8 @@ namespace Hesperd {
 // say nothing for long can be ended when others need their descriptors, threads and memory.
 class CSilentClient {
 public:
-    // From then on it may be ended. Shorter than clients wait for an answer: those that do speak get theirs.
-    static constexpr std::chrono::seconds PATIENCE{5};
+    // From then on it may be ended.
+    static constexpr std::chrono::seconds PATIENCE{30};
 
     // The socket must stay open until the destructor has run.
     explicit CSilentClient(int socket);

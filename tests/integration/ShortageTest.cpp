@@ -158,33 +158,6 @@ TEST_F(ShortageTest, OutOfDescriptorsTheServiceWaitsAndSaysSoOnce) {
     EXPECT_EQ(service.Stop().exitStatus, 0) << service.Output();
 }
 
-TEST_F(ShortageTest, ClientsThatSayNothingKeepNoDescriptorsFromOthers) {
-    ServiceUnderTest service;
-    ASSERT_TRUE(service.WaitUntilAnswering()) << service.Output();
-    SilentClients silent;
-    const Usage idle = service.WaitUntilSteady();
-    for (std::size_t i = 0; i < idle.threads; ++i) { // as above
-        silent.push_back(std::make_unique<WireClient>());
-    }
-    ASSERT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
-    silent.clear();
-    ASSERT_TRUE(service.WaitForUsage(idle));
-    const rlimit limit{idle.descriptors + 8, idle.descriptors + 8};
-    ASSERT_EQ(prlimit(service.Pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
-    for (int i = 0; i < 12; ++i) {
-        silent.push_back(std::make_unique<WireClient>());
-    }
-    ASSERT_TRUE(m_log.WaitFor("Error: Accept failed: 24"));
-
-    // They stay, but not in the way.
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(WireClient::Transact(ReadDeviceType), DeviceTypeAnswer);
-    }
-    EXPECT_EQ(silent.front()->ReceiveAll(), Bytes{});
-    EXPECT_EQ(m_log.Count("Error: Accept failed: 24"), 1U);
-    EXPECT_EQ(service.Stop().exitStatus, 0) << service.Output();
-}
-
 TEST_F(ShortageTest, OutOfDescriptorsTheServiceStopsInGoodOrder) {
     const Failing failing;
     ServiceStart start = FailingStart("accept:0:24");
