@@ -8,8 +8,9 @@
 namespace MdpCommand {
 namespace {
 
-// So many connections at once. The service lets ten wait for a thread.
-constexpr std::size_t s_atOnce = 8;
+// So many connections at once. More are no quicker on two cores, and would fill the service's queue of ten where others
+// ask too.
+constexpr std::size_t s_atOnce = 4;
 
 } // namespace
 
