@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <functional>
 #include <ostream>
+#include <utility>
+#include <vector>
 
 #include "Adapters.h"
 #include "Table.h"
 #include "Text.h"
+#include "WorkQueue.h"
 
 namespace MdpCommand {
 namespace {
@@ -75,29 +78,41 @@ private:
         if (!modules) {
             return context.Fail(modules.Error(), "listing the adapters");
         }
+        std::vector<Adapter> adapters(modules->size());
+        // The machine runs a program for the gateway of each.
+        WorkQueue queue;
+        for (std::size_t i = 0; i < adapters.size(); ++i) {
+            queue.Add(i, [&, i]() -> Mdp::Result<void> {
+                auto adapter = ReadAdapter(context.client, (*modules)[i]);
+                if (!adapter) {
+                    return adapter.Error();
+                }
+                adapters[i] = std::move(*adapter);
+                return {};
+            });
+        }
+        if (const auto failure = queue.Run()) {
+            return context.Fail(failure->error, (*modules)[failure->number].name);
+        }
         Table table({"ADAPTER", "ADDRESS", "MASK", "DHCP", "GATEWAY", "DNS", "ACTIVE DNS", "MAC"});
         table.NameColumn(0);
         Json list = Json::Array();
-        for (const Mdp::Module& module : *modules) {
-            const auto adapter = ReadAdapter(context.client, module);
-            if (!adapter) {
-                return context.Fail(adapter.Error(), module.name);
-            }
-            list.Add({{"index", IndexText(module.index)},
-                      {"name", TextJson(module.name)},
-                      {"mac", TextJson(adapter->mac)},
-                      {"address", TextJson(adapter->address)},
-                      {"mask", TextJson(adapter->mask)},
-                      {"dhcp", adapter->dhcp},
-                      {"gateway", TextJson(adapter->gateway)},
-                      {"dns", TextJson(adapter->dns)},
-                      {"dnsActive", TextJson(adapter->dnsActive)}});
+        for (const Adapter& adapter : adapters) {
+            list.Add({{"index", IndexText(adapter.module.index)},
+                      {"name", TextJson(adapter.module.name)},
+                      {"mac", TextJson(adapter.mac)},
+                      {"address", TextJson(adapter.address)},
+                      {"mask", TextJson(adapter.mask)},
+                      {"dhcp", adapter.dhcp},
+                      {"gateway", TextJson(adapter.gateway)},
+                      {"dns", TextJson(adapter.dns)},
+                      {"dnsActive", TextJson(adapter.dnsActive)}});
             const auto cell = [](const std::string& text) {
                 return text.empty() || text == s_noAddress ? std::string("-") : PrintableText(text);
             };
-            table.Add({PrintableText(module.name), cell(adapter->address), cell(adapter->mask),
-                       adapter->dhcp ? "yes" : "no", cell(adapter->gateway), cell(adapter->dns),
-                       cell(adapter->dnsActive), cell(adapter->mac)});
+            table.Add({PrintableText(adapter.module.name), cell(adapter.address), cell(adapter.mask),
+                       adapter.dhcp ? "yes" : "no", cell(adapter.gateway), cell(adapter.dns), cell(adapter.dnsActive),
+                       cell(adapter.mac)});
         }
         if (context.json) {
             context.Print(list);
