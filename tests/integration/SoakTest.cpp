@@ -160,7 +160,9 @@ protected:
                          "sylvarin",
                          {"LD_PRELOAD=" SYLVARIN_SIMULATED_DEVICES,
                           "PATH=" SYLVARIN_POOLS ":" + std::string(path != nullptr ? path : "/usr/bin:/bin")}});
-        ASSERT_TRUE(m_service->WaitUntilAnswering()) << m_service->Output();
+        ASSERT_TRUE(m_service->WaitUntilAnswering())
+            << (m_service->IsRunning() ? "it still runs\n" : "it has ended\n") << m_service->Output()
+            << Output("uptime; ps -ef | grep -v defunct");
     }
 
     // While one of these lives, something that the service needs is short or gone: it may refuse, but not more.
