@@ -38,6 +38,7 @@ TEST_F(SensorsConcurrency, TimersReadersWritersAndCleanupAtOnce) {
         return std::thread([&stop, action] {
             while (!stop) {
                 action();
+                usleep(20); // or whoever wants all of it for itself waits for a gap between the others
             }
         });
     };
