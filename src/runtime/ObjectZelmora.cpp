@@ -53,11 +53,11 @@ constexpr std::uint8_t GENERATION_3 = 3;
 constexpr std::chrono::milliseconds END_LIMIT{2000};
 
 CSection s_helperSection;
-std::shared_ptr<CZelmora> s_helper; // under s_helperSection
+std::shared_ptr<CZelmora> pZmHelper; // under s_helperSection
 
 std::shared_ptr<CZelmora> ExchangeZmHelper(std::shared_ptr<CZelmora> helper) {
     const CSectionLock lock(s_helperSection);
-    return std::exchange(s_helper, std::move(helper));
+    return std::exchange(pZmHelper, std::move(helper));
 }
 
 // The threads that drop something. One that hangs outlives the process' static objects: this is none.
@@ -151,7 +151,7 @@ KorVersion mZmVersion{};
 
 std::shared_ptr<CZelmora> GetZmHelper() {
     const CSectionLock lock(s_helperSection);
-    return s_helper;
+    return pZmHelper;
 }
 
 ObjResult Create() {
@@ -166,8 +166,10 @@ ObjResult Create() {
 
     auto watch = std::make_unique<CZelmoraStatusWatch>();
     watch->LoadDll();
-    const CHandle worker(InitZmStatusWatchAsync(watch.get()));
-    ExchangeZmStatus(watch.release());
+    // Known before its worker registers it: the first event may come at once.
+    CZelmoraStatusWatch* const current = watch.release();
+    ExchangeZmStatus(current);
+    const CHandle worker(InitZmStatusWatchAsync(current));
     return OBJ_E_NOERR;
 }
 

@@ -463,6 +463,35 @@ TEST_F(ObjectZelmoraTest, EventsOfTheRouterAreChanges) {
     EXPECT_NE(std::search(names.begin(), names.end(), anew.begin(), anew.end()), names.end());
 }
 
+TEST_F(ObjectZelmoraTest, ARouterThatGoesIsAChangeAlsoWhereNobodyCanRegisterAnew) {
+    ASSERT_EQ(Create(), OBJ_E_NOERR);
+    ASSERT_TRUE(Soon([] { return pZmStatus.load()->WaitForWorkers(0); }));
+    SetScenario(std::string(RUNTIME) + "[runtime failures]\nKorPortOpenEx = 1\n");
+    CZelmoraStatusWatch::MirnRouterNotificationFuncEx3(2, pZmStatus.load());
+    EXPECT_EQ(Read(0x8001, 13).result, OBJ_E_NOERR);
+    EXPECT_TRUE(Soon([] { return !RuntimeCalls("KorPortOpenEx").empty(); }));
+    EXPECT_THAT(RuntimeCalls("KorMirnRegisterRouterNotificationEx2"), IsEmpty());
+}
+
+TEST_F(ObjectZelmoraTest, TheOlderFormOfTheCallbackTakesTheSameSteps) {
+    ASSERT_EQ(Create(), OBJ_E_NOERR);
+    ASSERT_TRUE(Soon([] { return pZmStatus.load()->WaitForWorkers(0); }));
+    SetScenario(RUNTIME);
+    const auto log = LogOf({LOG_SEVERITY_PROGRESS}, [this] {
+        CZelmoraStatusWatch::MirnRouterNotificationFuncEx2(0, 0);
+        CZelmoraStatusWatch::MirnRouterNotificationFuncEx2(1, 0);
+        EXPECT_EQ(Read(0x8001, 13).result, OBJ_E_NOERR);
+        EXPECT_TRUE(pZmStatus.load()->WaitForWorkers(0)) << "there is nothing to do for a worker";
+        CZelmoraStatusWatch::MirnRouterNotificationFuncEx2(2, 0);
+        EXPECT_TRUE(Soon([] { return RuntimeCalls("KorMirnRegisterRouterNotificationEx2").size() == 1; }));
+        EXPECT_TRUE(Soon([] { return pZmStatus.load()->WaitForWorkers(0); }));
+    });
+    EXPECT_THAT(RuntimeCalls("KorMirnUnRegisterRouterNotificationEx"), SizeIs(1));
+    for (const char* event : {"0", "1", "2"}) {
+        EXPECT_THAT(log, Contains(std::string("None: MirnRouterNotificationFuncEx2 callback (old) nEvent: ") + event));
+    }
+}
+
 TEST_F(ObjectZelmoraTest, TheWatchKeepsTryingUntilTheRuntimeIsThereAndThatIsAChange) {
     RemoveRuntimeLibrary();
     const auto log = LogOf({LOG_SEVERITY_PROGRESS}, [this] {
