@@ -104,6 +104,7 @@ std::uint32_t CPhysicalDrive::ReadHealth() {
 }
 
 void CPhysicalDrive::VerifyAtaIdentity(const unsigned char* identify) {
+    m_identifyChecksum = Checksum(identify, static_cast<int>(SMART_BLOCK_SIZE));
     const char* text = reinterpret_cast<const char*>(identify);
     serialNumber = GetAtaString(text + SERIAL_OFFSET, SERIAL_LENGTH);
     firmwareRevision = GetAtaString(text + FIRMWARE_OFFSET, FIRMWARE_LENGTH);

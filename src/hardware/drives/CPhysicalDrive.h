@@ -87,7 +87,7 @@ protected:
     // Takes the attributes out of what the two reads of health data got.
     virtual void VerifySmartData();
 
-    // Takes the texts and the two SMART flags out of 512 bytes of ATA identify data.
+    // Takes the sum, the texts and the two SMART flags of 512 bytes of ATA identify data.
     void VerifyAtaIdentity(const unsigned char* identify);
 
     bool m_serialValid = false;

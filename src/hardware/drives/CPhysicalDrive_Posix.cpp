@@ -55,7 +55,6 @@ bool CPhysicalDrive_Posix::ReadSmartThresholds() {
 }
 
 void CPhysicalDrive_Posix::VerifyIdentifyDeviceData() {
-    m_identifyChecksum = Checksum(m_identifyBlock.data(), static_cast<int>(m_identifyBlock.size()));
     VerifyAtaIdentity(m_identifyBlock.data());
 }
 

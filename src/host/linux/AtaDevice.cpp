@@ -36,7 +36,7 @@ constexpr std::uint8_t LENGTH_IN_SECTOR_COUNT = 2;
 constexpr std::uint8_t LENGTH_IN_BLOCKS = 1 << 2;
 constexpr std::uint8_t FROM_DEVICE = 1 << 3;
 
-// True for the drives that the kernel reaches by ATA, under their own name or behind its SCSI layer.
+// True for whole drives of the kernel's SCSI layer that are ATA ones behind it.
 bool IsAtaDrive(const fs::path& block) {
     const std::string name = block.filename();
     if (name.size() < 3 || !name.starts_with("sd") ||

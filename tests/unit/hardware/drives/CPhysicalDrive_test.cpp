@@ -415,13 +415,18 @@ public:
     }
 
     bool SmartEnabled() const { return m_smartSupported && m_smartEnabled; }
+
+    std::uint8_t IdentifyChecksum() const { return m_identifyChecksum; }
 };
 
 TEST_F(PhysicalDriveTest, RaidDrivesAreNeverFoundAndWouldHaveTheirIdentityElevenBytesFurtherOn) {
     EXPECT_THAT(CPhysicalDriveRAID::GetDrives(), IsEmpty());
     RaidDrive drive;
     EXPECT_EQ(drive.Update(), 0xECA60001U);
-    drive.Take(FakeDrives::Ata("RAID-SERIAL", "RAID MODEL", "R1"));
+    EXPECT_EQ(drive.IdentifyChecksum(), 0xFF);
+    const TFakeAta identity = FakeDrives::Ata("RAID-SERIAL", "RAID MODEL", "R1");
+    drive.Take(identity);
+    EXPECT_EQ(drive.IdentifyChecksum(), CPhysicalDrive::Checksum(identity.identify.data(), 512));
     EXPECT_EQ(drive.serialNumber, "RAID-SERIAL");
     EXPECT_EQ(drive.model, "RAID MODEL");
     EXPECT_EQ(drive.firmwareRevision, "R1");
