@@ -15,6 +15,7 @@
 #include <system_error>
 #include <thread>
 
+#include "NameOfText.h"
 #include "ServiceTest.h"
 #include "WireClient.h"
 
@@ -107,8 +108,7 @@ TEST_P(NoForkArgument, KeepsTheServiceInTheForegroundWithAnEmptyLockedPidFile) {
     EXPECT_EQ(service.Stop().exitStatus, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Arguments, NoForkArgument, testing::Values("/nofork", "/nof", "-nofork", "-nof"),
-                         [](const auto& test) { return "Row" + std::to_string(test.index); });
+INSTANTIATE_TEST_SUITE_P(Arguments, NoForkArgument, testing::Values("/nofork", "/nof", "-nofork", "-nof"), NameOfText);
 
 TEST_P(NotANoForkArgument, IsIgnoredAndTheServiceBecomesADaemon) {
     ServiceUnderTest launched({{GetParam()}, "sylvarin", {}});
@@ -123,8 +123,7 @@ TEST_P(NotANoForkArgument, IsIgnoredAndTheServiceBecomesADaemon) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Arguments, NotANoForkArgument,
-                         testing::Values("-NOF", "--nofork", "-nofor", "-nofork ", "nofork", "-x", ""),
-                         [](const auto& test) { return "Row" + std::to_string(test.index); });
+                         testing::Values("-NOF", "--nofork", "-nofor", "-nofork ", "nofork", "-x", ""), NameOfText);
 
 TEST_F(LifecycleTest, WithoutArgumentsTheServiceBecomesADaemonThatWritesItsPidFile) {
     ServiceUnderTest launched({{}, "sylvarin", {}});

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "NameOfText.h"
 #include "ServiceTest.h"
 
 namespace {
@@ -62,8 +63,7 @@ TEST_P(VerboseArgument, RoutesProgressToTheSystemLogFromThenOn) {
     EXPECT_EQ(m_log.Count("None: ------------- Sylvarin (END) -------------"), 1U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Arguments, VerboseArgument, testing::Values("/verbose", "/v", "-verbose", "-v"),
-                         [](const auto& test) { return "Row" + std::to_string(test.index); });
+INSTANTIATE_TEST_SUITE_P(Arguments, VerboseArgument, testing::Values("/verbose", "/v", "-verbose", "-v"), NameOfText);
 
 TEST_P(NotAVerboseArgument, LeavesProgressOutOfTheSystemLog) {
     RunOnce({{"-nof", GetParam()}, "sylvarin", {}});
@@ -74,7 +74,7 @@ TEST_P(NotAVerboseArgument, LeavesProgressOutOfTheSystemLog) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Arguments, NotAVerboseArgument, testing::Values("-V", "--verbose", "-verbos", "v", "/V", ""),
-                         [](const auto& test) { return "Row" + std::to_string(test.index); });
+                         NameOfText);
 
 TEST_F(LogLinesTest, AVerboseArgumentInThePlaceOfTheProgramsNameCounts) {
     RunOnce({{"-nof"}, "-v", {}});
