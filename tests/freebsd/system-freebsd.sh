@@ -52,5 +52,37 @@ service_stop() {
     service sylvarin onestop
 }
 
+# gateway_start OPTIONS: with these options, if need be again, as the account that sylvarin-gateway(8) tells to make.
+gateway_start() {
+    pw groupshow sylvarin >/dev/null 2>&1 || pw groupadd sylvarin
+    pw usershow sylvarin-gateway >/dev/null 2>&1 ||
+        pw useradd sylvarin-gateway -c "The machine over HTTP" -d /nonexistent -s /usr/sbin/nologin -G sylvarin
+    "$prefix/libexec/sylvarin/wait-for-service" # opens the socket to the group
+    sysrc sylvarin_gateway_flags="$1" >/dev/null
+    gateway_stop
+    service sylvarin_gateway onestart | cat
+}
+
+gateway_stop() {
+    ! service sylvarin_gateway onestatus >/dev/null 2>&1 || service sylvarin_gateway onestop
+}
+
+# Only root reads the password file.
+gateway_checks_passwords() {
+    false
+}
+
+# gateway_gets_a_module PASSWORD: a module of PAM that needs no root, for one password.
+gateway_gets_a_module() {
+    printf '#!/bin/sh\n[ "$(tr -d "\\000")" = %s ]\n' "$1" >/var/tmp/check-password
+    chmod 755 /var/tmp/check-password
+    printf '%s\n' 'auth required pam_exec.so expose_authtok /var/tmp/check-password' 'account required pam_permit.so' \
+        >/etc/pam.d/sylvarin-gateway
+}
+
+talk() { # ADDRESS PORT: sends its input, gives the answer
+    nc "$1" "$2"
+}
+
 log_file=/var/log/messages
 log_begin() { :; }
