@@ -5,8 +5,8 @@ void CPassTimer::Open() {
     m_open = true;
 }
 
-void CPassTimer::Start(unsigned int periodMs, unsigned int parameter) {
-    m_timerId = MdpSetTimer(&m_callback, periodMs, parameter, nullptr, 0);
+void CPassTimer::Start(unsigned int periodMs, unsigned int parameter, void* pointer) {
+    m_timerId = MdpSetTimer(&m_callback, periodMs, parameter, pointer, 0);
 }
 
 ObjResult CPassTimer::Stop(const CObjDictionary& dictionary) {

@@ -17,7 +17,7 @@ public:
 
     // Lets passes begin.
     void Open();
-    void Start(unsigned int periodMs, unsigned int parameter);
+    void Start(unsigned int periodMs, unsigned int parameter, void* pointer = nullptr);
     // Ends timer and passes. OBJ_E_BUSY, and both go on, where a pass is under way and the dictionary goes on too.
     ObjResult Stop(const CObjDictionary& dictionary);
 

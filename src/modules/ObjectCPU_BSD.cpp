@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <utility>
 #include <vector>
 
 #include "dictionary/ItemTable.h"
@@ -185,7 +184,8 @@ ObjResult CCPUActivator::DoActivate() {
         if (dictionary) {
             dictionary->AddObject(object.Get());
         }
-        m_timerId = MdpSetTimer(this, TICK_MS, header, nullptr, 0);
+        m_timer.Open();
+        m_timer.Start(TICK_MS, header);
     }
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CCPUActivator::DoActivate()");
     return OBJ_E_NOERR;
@@ -193,20 +193,20 @@ ObjResult CCPUActivator::DoActivate() {
 
 ObjResult CCPUActivator::DoDeactivate() {
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "==>CCPUActivator::DoDeactivate()");
-    if (m_timerId != 0) {
-        MdpKillTimer(std::exchange(m_timerId, 0));
-    }
-    if (CDictionaryRef dictionary; dictionary) {
+    const CDictionaryRef dictionary;
+    const ObjResult result = dictionary ? m_timer.Stop(*dictionary.Get()) : OBJ_E_UNEXPECTED;
+    if (!IsError(result)) {
         dictionary->RemoveObject(DataIndex(HeaderIndexOf(*m_header), 1));
     }
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CCPUActivator::DoDeactivate()");
-    return OBJ_E_NOERR;
+    return result;
 }
 
 void CCPUActivator::MdpTimerproc(unsigned int /*timerId*/, unsigned int parameter, void* /*pointer*/) {
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "==>CPU::timerproc()");
-    CDictionaryRef dictionary;
-    if (!dictionary) {
+    const CDictionaryRef dictionary;
+    const CPassTimer::CPass pass(m_timer);
+    if (!dictionary || !pass) {
         return;
     }
     const CRef<CObject> object = dictionary->GetObjectRef(static_cast<unsigned short>(parameter + 1));

@@ -5,9 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "dictionary/MdpTimer.h"
-#include "dictionary/ModuleActivator.h"
 #include "dictionary/Obj0x8nn0.h"
+#include "modules/CPassTimer.h"
 
 // The processor. Its record is there only while clients look at it, as measuring the load costs a program every two
 // seconds.
@@ -60,16 +59,18 @@ private:
 
 class CCPUActivator : public CModuleActivator, public IMdpTimerCallback {
 public:
-    explicit CCPUActivator(CCPUObj0x8nn0* header) : m_header(header) {}
+    explicit CCPUActivator(CCPUObj0x8nn0* header) : m_timer(*this, *this), m_header(header) {}
 
     ObjResult DoActivate() override;
     ObjResult DoDeactivate() override;
     // `parameter`: index of the header.
     void MdpTimerproc(unsigned int timerId, unsigned int parameter, void* pointer) override;
 
+protected:
+    CPassTimer m_timer;
+
 private:
     CRef<CCPUObj0x8nn0> m_header;
-    unsigned int m_timerId = 0;
 };
 
 } // namespace CPU

@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "dictionary/ItemTable.h"
@@ -88,7 +87,8 @@ ObjResult CFanActivator::DoActivate() {
             object->Init(DataIndex(header, 1));
             object->SetNameId(TEXT_ID_RECORD);
             dictionary->AddObject(object.Get());
-            m_timerId = MdpSetTimer(this, TICK_MS, header, nullptr, 0);
+            m_timer.Open();
+            m_timer.Start(TICK_MS, header);
         }
     }
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CFanActivator::DoActivate()");
@@ -97,20 +97,20 @@ ObjResult CFanActivator::DoActivate() {
 
 ObjResult CFanActivator::DoDeactivate() {
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "==>CFanActivator::DoDeactivate()");
-    if (m_timerId != 0) {
-        MdpKillTimer(std::exchange(m_timerId, 0));
-    }
-    if (CDictionaryRef dictionary; dictionary) {
+    const CDictionaryRef dictionary;
+    const ObjResult result = dictionary ? m_timer.Stop(*dictionary.Get()) : OBJ_E_UNEXPECTED;
+    if (!IsError(result)) {
         dictionary->RemoveObject(DataIndex(HeaderIndexOf(*m_header), 1));
+        CZmVtDevWrapper::UnloadDll();
     }
-    CZmVtDevWrapper::UnloadDll();
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CFanActivator::DoDeactivate()");
-    return OBJ_E_NOERR;
+    return result;
 }
 
 void CFanActivator::MdpTimerproc(unsigned int /*timerId*/, unsigned int parameter, void* /*pointer*/) {
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "==> Fan:timerproc()");
-    if (CDictionaryRef dictionary; dictionary) {
+    const CDictionaryRef dictionary;
+    if (const CPassTimer::CPass pass(m_timer); dictionary && pass) {
         const CRef<CObject> object = dictionary->GetObjectRef(static_cast<unsigned short>(parameter + 1));
         if (const auto* record = dynamic_cast<CObj0x8nn1*>(object.Get()); record != nullptr) {
             RefreshSpeed(*object, record->Sensor());

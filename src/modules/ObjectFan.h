@@ -2,9 +2,8 @@
 
 #include <cstdint>
 
-#include "dictionary/MdpTimer.h"
-#include "dictionary/ModuleActivator.h"
 #include "dictionary/Obj0x8nn0.h"
+#include "modules/CPassTimer.h"
 
 // A module for each fan sensor of the board, named by the sensor's description. Each sleeps and wakes alone.
 //
@@ -34,16 +33,18 @@ private:
 
 class CFanActivator : public CModuleActivator, public IMdpTimerCallback {
 public:
-    explicit CFanActivator(CFanObj0x8nn0* header) : m_header(header) {}
+    explicit CFanActivator(CFanObj0x8nn0* header) : m_timer(*this, *this), m_header(header) {}
 
     ObjResult DoActivate() override;
     ObjResult DoDeactivate() override;
     // `parameter`: index of the header.
     void MdpTimerproc(unsigned int timerId, unsigned int parameter, void* pointer) override;
 
+protected:
+    CPassTimer m_timer;
+
 private:
     CRef<CFanObj0x8nn0> m_header;
-    unsigned int m_timerId = 0;
 };
 
 } // namespace Fan

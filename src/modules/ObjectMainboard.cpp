@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
-#include <utility>
 
 #include "dictionary/ItemTable.h"
 #include "dictionary/ModuleObjects.h"
@@ -170,7 +169,9 @@ void RefreshTemperature(CObject& identity, unsigned int sensor) {
 }
 
 void RefreshVoltages(CObject& voltages, const CMainboardObj0x8nn0& header) {
-    for (std::size_t i = 0; i < header.voltageSensors.size(); ++i) {
+    // An object takes 254 items behind its count, so that of a board with more sensors these are the first.
+    const std::size_t items = voltages.GetCoutOfInfoItems();
+    for (std::size_t i = 0; i < header.voltageSensors.size() && i + 1 < items; ++i) {
         const auto subIndex = static_cast<unsigned char>(i + 1);
         if (const auto info = ReadSensor(header.voltageSensors[i].index); info) {
             StoreItemValue(voltages, subIndex, MilliVolts(info->reading));
@@ -356,30 +357,31 @@ ObjResult CMainboardActivator::DoActivate() {
         AddModuleObject<CObj0x8nn8>(*dictionary.Get(), 1255, DataIndex(header, 8));
     }
     m_header->ticks = 0;
-    m_timerId = MdpSetTimer(this, TICK_MS, header, nullptr, 0);
+    m_timer.Open();
+    m_timer.Start(TICK_MS, header);
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CMainboardActivator::DoActivate()");
     return OBJ_E_NOERR;
 }
 
 ObjResult CMainboardActivator::DoDeactivate() {
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "==>CMainboardActivator::DoDeactivate()");
-    if (m_timerId != 0) {
-        MdpKillTimer(std::exchange(m_timerId, 0));
-    }
-    if (CDictionaryRef dictionary; dictionary) {
+    const CDictionaryRef dictionary;
+    const ObjResult result = dictionary ? m_timer.Stop(*dictionary.Get()) : OBJ_E_UNEXPECTED;
+    if (!IsError(result)) {
         for (unsigned int k = 1; k <= 8; ++k) {
             dictionary->RemoveObject(DataIndex(HeaderIndexOf(*m_header), k));
         }
+        W::UnloadDll();
     }
-    W::UnloadDll();
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CMainboardActivator::DoDeactivate()");
-    return OBJ_E_NOERR;
+    return result;
 }
 
 void CMainboardActivator::MdpTimerproc(unsigned int /*timerId*/, unsigned int parameter, void* /*pointer*/) {
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "==> Mainboard:timerproc()");
-    CDictionaryRef dictionary;
-    if (!dictionary) {
+    const CDictionaryRef dictionary;
+    const CPassTimer::CPass pass(m_timer);
+    if (!dictionary || !pass) {
         return;
     }
     const auto index = static_cast<unsigned short>(parameter);

@@ -5,10 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "dictionary/MdpTimer.h"
-#include "dictionary/ModuleActivator.h"
 #include "dictionary/Obj0x8nn0.h"
 #include "hardware/ZmVtDevWrapper.h"
+#include "modules/CPassTimer.h"
 
 // What the hardware access device knows of the mainboard. Whatever it cannot tell is an item without a value.
 //
@@ -100,16 +99,18 @@ public:
 
 class CMainboardActivator : public CModuleActivator, public IMdpTimerCallback {
 public:
-    explicit CMainboardActivator(CMainboardObj0x8nn0* header) : m_header(header) {}
+    explicit CMainboardActivator(CMainboardObj0x8nn0* header) : m_timer(*this, *this), m_header(header) {}
 
     ObjResult DoActivate() override;
     ObjResult DoDeactivate() override;
     // `parameter`: index of the header.
     void MdpTimerproc(unsigned int timerId, unsigned int parameter, void* pointer) override;
 
+protected:
+    CPassTimer m_timer;
+
 private:
     CRef<CMainboardObj0x8nn0> m_header;
-    unsigned int m_timerId = 0;
 };
 
 // Write trigger of a pin: one byte, 0 or 1.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "dictionary/ItemTable.h"
 #include "log/Logger.h"
@@ -165,32 +164,33 @@ ObjResult CKUpsActivator::DoActivate() {
         dictionary->AddObject(state.Get());
         dictionary->AddObject(gpio.Get());
     }
+    m_timer.Open();
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a number in the place of a pointer, which is meant
-    m_timerId = MdpSetTimer(this, TICK_MS, index, reinterpret_cast<void*>(std::uintptr_t{index}), 0);
+    m_timer.Start(TICK_MS, index, reinterpret_cast<void*>(std::uintptr_t{index}));
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CKUpsActivator::DoActivate()");
     return OBJ_E_NOERR;
 }
 
 ObjResult CKUpsActivator::DoDeactivate() {
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "==>CKUpsActivator::DoDeactivate()");
-    if (m_timerId != 0) {
-        MdpKillTimer(std::exchange(m_timerId, 0));
-    }
-    if (CDictionaryRef dictionary; dictionary) {
+    const CDictionaryRef dictionary;
+    const ObjResult result = dictionary ? m_timer.Stop(*dictionary.Get()) : OBJ_E_UNEXPECTED;
+    if (!IsError(result)) {
         dictionary->RemoveObject(DataIndex(HeaderIndexOf(*header), 1));
         dictionary->RemoveObject(DataIndex(HeaderIndexOf(*header), 2));
+        W::UnloadDll();
     }
-    W::UnloadDll();
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "<==CKUpsActivator::DoDeactivate()");
-    return OBJ_E_NOERR;
+    return result;
 }
 
 void CKUpsActivator::MdpTimerproc(unsigned int /*timerId*/, unsigned int /*parameter*/, void* pointer) {
     g_pLogger->LogMsg(LOG_SEVERITY_TRACE, "==> UPS:timerproc()");
-    {
+    const CDictionaryRef dictionary;
+    if (const CPassTimer::CPass pass(m_timer); dictionary && pass) {
         const ZmVtDevWrapper::CDeviceUse device;
         const auto index = static_cast<unsigned short>(reinterpret_cast<std::uintptr_t>(pointer));
-        if (CDictionaryRef dictionary; dictionary && dictionary->GetObjectRef(index)) {
+        if (dictionary->GetObjectRef(index)) {
             if (const auto record = RecordOf(DataIndex(index, 1)); record) {
                 record->RefreshState();
             }

@@ -3,9 +3,9 @@
 #include <atomic>
 #include <cstdint>
 
-#include "dictionary/MdpTimer.h"
 #include "dictionary/ObjectRecord.h"
 #include "hardware/ZmVtDevWrapper.h"
+#include "modules/CPassTimer.h"
 #include "modules/ups/ObjectUPS.h"
 
 namespace UPS {
@@ -55,13 +55,15 @@ public:
 
 class CKUpsActivator : public CUpsActivator, public IMdpTimerCallback {
 public:
+    CKUpsActivator() : m_timer(*this, *this) {}
+
     ObjResult DoActivate() override;
     ObjResult DoDeactivate() override;
     // `pointer`: index of the header as a number.
     void MdpTimerproc(unsigned int timerId, unsigned int parameter, void* pointer) override;
 
-private:
-    unsigned int m_timerId = 0;
+protected:
+    CPassTimer m_timer;
 };
 
 } // namespace UPS

@@ -56,10 +56,7 @@ protected:
         return CPU::CObj0x8nn1::Load().value_or(0);
     }
 
-    static void TickOnce() {
-        CPU::CCPUActivator activator(nullptr);
-        Tick(activator, FIRST);
-    }
+    static void TickOnce() { Tick<CPU::CCPUActivator>(FIRST, nullptr); }
 
     fs::path m_directory;
     std::string m_path;

@@ -18,10 +18,7 @@ protected:
     }
 
     // The activator of a fan module outside of the dictionary, for one tick at a time.
-    static void TickOf(unsigned short header) {
-        Fan::CFanActivator activator(nullptr);
-        Tick(activator, header);
-    }
+    static void TickOf(unsigned short header) { Tick<Fan::CFanActivator>(header, nullptr); }
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <memory>
 
+#include "FakeFirmware.h"
 #include "SensorTest.h"
 
 namespace {
@@ -14,6 +15,11 @@ using testing::IsEmpty;
 
 class MainboardModule : public SensorTest {
 protected:
+    void SetUp() override {
+        FakeFirmware::strings.clear();
+        SensorTest::SetUp();
+    }
+
     // A board that tells everything.
     static void AddBoard() {
         FakeDevice::Answer(0x0000, 0x02, "CB3065" + Bytes("00 00  02 12 05 00"));
@@ -39,10 +45,7 @@ protected:
         ASSERT_EQ(Mainboard::Create(), 0U);
     }
 
-    static void TickOnce() {
-        Mainboard::CMainboardActivator activator(nullptr);
-        Tick(activator, FIRST);
-    }
+    static void TickOnce() { Tick<Mainboard::CMainboardActivator>(FIRST, nullptr); }
 
     TAnswer ReadBoard(int k, int subIndex) { return Read(static_cast<unsigned short>(FIRST + k), subIndex); }
 };
@@ -73,6 +76,26 @@ TEST_F(MainboardModule, WithoutTheDeviceThereIsNoModule) {
     EXPECT_EQ(Mainboard::Create(), 0U);
     EXPECT_EQ(Read(0xF030, 0), Value("00 00"));
     EXPECT_EQ(CZmVtDevWrapper::RefCounter(), 0);
+}
+
+TEST_F(MainboardModule, WhatCannotBeHadIsTraced) {
+    g_pLogger->AddRoute(16, 1);
+    testing::internal::CaptureStdout();
+    FakeDevice::FailOpen(ENOENT);
+    Mainboard::Create();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "None: Mainboard Create: Could not load ZmVtDev! Error: -324599806\n"); // 0xECA70002
+    FakeDevice::FailOpen(0);
+    testing::internal::CaptureStdout();
+    Mainboard::Create();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "None: Mainboard Create: Could not read Mainboard Temperature! Error: -2147467259\n" // 0x80004005
+              "None: Mainboard Create: Could not read Mainboard Voltages! Error: -2147467259\n");
+    FakeDevice::FailOpen(ENOENT);
+    testing::internal::CaptureStdout();
+    ReadBoard(1, 0);
+    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                testing::HasSubstr("None: Mainboard DoActivate: Could not load ZmVtDev! Error: -324599806\n"));
 }
 
 TEST_F(MainboardModule, IdentityAndCounters) {
@@ -166,6 +189,40 @@ TEST_F(MainboardModule, WithoutATextTheBiosVersionIsThatOfTheRecord) {
     EXPECT_EQ(fallback(0, 5), "0.5");
     EXPECT_EQ(fallback(1, 0), "1.0");
     EXPECT_EQ(fallback(0, 0), "");
+}
+
+TEST_F(MainboardModule, BiosVersionIsPublishedFromTheTextOrElseFromTheRecord) {
+    CreateBoard();
+    const auto published = [this](const std::string& text) {
+        FakeFirmware::strings["smbios.bios.version"] = text;
+        SleepAll();
+        return ReadBoard(2, 4);
+    };
+    EXPECT_EQ(ReadBoard(2, 4), Text("12.5")) << "there is no text";
+    EXPECT_EQ(published("CB3065-1.23-rel"), Text("1.23"));
+    EXPECT_EQ(published("1.23"), Text("12.5"));
+    FakeDevice::Answer(0x0000, 0x02, "CB3065" + Bytes("00 00  02 00 00 00"));
+    EXPECT_EQ(published("CB3065-1.23-rel"), Text("1.23"));
+    EXPECT_EQ(published("1.23"), None(NO_DATA));
+    FakeDevice::Fail(0x0000, 0x02, EIO);
+    EXPECT_EQ(published("1.23"), None(NO_DATA));
+    EXPECT_EQ(published("CB3065-1.23-rel"), Text("1.23")) << "the text does not come from the board's driver";
+}
+
+TEST_F(MainboardModule, MoreVoltageSensorsThanAnObjectTakesLeaveTheFirst254) {
+    constexpr unsigned int sensors = 300;
+    for (unsigned int index = 1; index <= sensors; ++index) {
+        FakeDevice::AddSensor(index, 2, 5, static_cast<std::int32_t>(index), "in");
+    }
+    ASSERT_EQ(Mainboard::Create(), 0U);
+    EXPECT_EQ(ReadBoard(5, 0), Value("FE 00"));
+    TickOnce();
+    EXPECT_EQ(ReadBoard(5, 0), Value("FE 00"));
+    EXPECT_EQ(ReadBoard(5, 1), Value("0A 00"));
+    EXPECT_EQ(ReadBoard(5, 254), Value("EC 09"));
+    FakeDevice::Fail(0x2000, 256, EIO);
+    TickOnce();
+    EXPECT_EQ(ReadBoard(5, 0), Value("FE 00"));
 }
 
 TEST_F(MainboardModule, EveryVoltageSensorIsOneItemOfFourObjects) {

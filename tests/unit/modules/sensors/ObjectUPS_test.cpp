@@ -59,10 +59,7 @@ protected:
         ASSERT_EQ(UPS::Create(), 0U);
     }
 
-    static void TickOnce() {
-        UPS::CKUpsActivator activator;
-        Tick(activator, FIRST);
-    }
+    static void TickOnce() { Tick<UPS::CKUpsActivator>(FIRST); }
 
     // Status, charge and runtime after a tick with this byte of the state.
     std::vector<TAnswer> After(const std::string& byte) {

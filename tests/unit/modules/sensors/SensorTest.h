@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include "../../hardware/FakeDevice.h"
 #include "../ModuleTest.h"
 #include "dictionary/ModuleActivator.h"
@@ -20,16 +22,30 @@ protected:
         EXPECT_EQ(CZmVtDevWrapper::RefCounter(), 0);
     }
 
-    // Puts modules to sleep that were not asked for, as after half a minute.
-    void SleepAll() {
+    // One cleanup that finds no module asked for within half a minute.
+    void CleanUp() {
         Dictionary().SetInactivityLimit(0);
         Dictionary().CheckCleanup();
         Dictionary().SetInactivityLimit(31000);
     }
 
-    // Runs a module's timer procedure once, as its timer does.
-    template <typename TActivator>
-    static void Tick(TActivator& activator, unsigned short header) {
+    // Puts all modules to sleep. One whose tick is under way refuses once.
+    void SleepAll() {
+        CleanUp();
+        for (int i = 0; i < 100 && CZmVtDevWrapper::RefCounter() > 0; ++i) {
+            usleep(1000);
+            CleanUp();
+        }
+    }
+
+    // Runs a module's timer procedure once, as its timer does. The activator is one outside of the dictionary, made of
+    // `arguments`.
+    template <typename TActivator, typename... TArguments>
+    static void Tick(unsigned short header, TArguments... arguments) {
+        struct TAwake : TActivator {
+            explicit TAwake(TArguments... values) : TActivator(values...) { this->m_timer.Open(); }
+        } activator(arguments...);
+
         activator.MdpTimerproc(1, header, reinterpret_cast<void*>(std::uintptr_t{header}));
     }
 

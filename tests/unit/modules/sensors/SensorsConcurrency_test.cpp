@@ -62,12 +62,9 @@ TEST_F(SensorsConcurrency, TimersReadersWritersAndCleanupAtOnce) {
     }));
     // Ticks much faster than the timers'.
     threads.push_back(repeat([] {
-        UPS::CKUpsActivator ups;
-        Tick(ups, 0x8000);
-        Fan::CFanActivator fan(nullptr);
-        Tick(fan, 0x8010);
-        Mainboard::CMainboardActivator mainboard(nullptr);
-        Tick(mainboard, 0x8020);
+        Tick<UPS::CKUpsActivator>(0x8000);
+        Tick<Fan::CFanActivator>(0x8010, nullptr);
+        Tick<Mainboard::CMainboardActivator>(0x8020, nullptr);
         std::this_thread::yield();
     }));
     // The device fails now and then.
@@ -80,7 +77,7 @@ TEST_F(SensorsConcurrency, TimersReadersWritersAndCleanupAtOnce) {
         usleep(1000);
     }));
     for (int round = 0; round < 25; ++round) {
-        SleepAll();
+        CleanUp();
         usleep(5000);
     }
     stop = true;
