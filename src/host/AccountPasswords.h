@@ -17,8 +17,11 @@ bool GetPasswordHash(const std::string& user, std::string& hash);
 // was. Another program's lock is waited for, for five seconds.
 const char* ReplacePasswordHash(const std::string& user, const std::string& hash);
 
-// Whether another program has had the database locked for five seconds now: they are waited for. Programs that add or
-// delete a user may wait for such a one without an end.
+// Waits until no other process has the database locked, for five seconds; false where one has it even then. Programs
+// that add or delete a user may wait for such a one without an end.
+bool WaitForDatabase();
+
+// Whether another process has the database locked at this moment.
 bool IsDatabaseBusy();
 
 } // namespace Host

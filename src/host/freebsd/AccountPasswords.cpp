@@ -39,8 +39,11 @@ void LeaveLock(int /*status*/) {
 
 // 0 once the lock is free, EWOULDBLOCK where another program has held it all the time, or another errno where there is
 // no database.
-int WaitForLock() {
-    for (int round = 0; round < LOCK_ROUNDS; ++round) {
+int WaitForLock(int rounds = LOCK_ROUNDS) {
+    for (int round = 0; round < rounds; ++round) {
+        if (round > 0) {
+            usleep(LOCK_ROUND_US);
+        }
         const int file = flopen(_PATH_MASTERPASSWD, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
         if (file != -1) {
             close(file);
@@ -49,7 +52,6 @@ int WaitForLock() {
         if (errno != EWOULDBLOCK) {
             return errno;
         }
-        usleep(LOCK_ROUND_US);
     }
     return EWOULDBLOCK;
 }
@@ -125,8 +127,12 @@ const char* ReplacePasswordHash(const std::string& user, const std::string& hash
     return failed;
 }
 
+bool WaitForDatabase() {
+    return WaitForLock() != EWOULDBLOCK;
+}
+
 bool IsDatabaseBusy() {
-    return WaitForLock() == EWOULDBLOCK;
+    return WaitForLock(1) == EWOULDBLOCK;
 }
 
 } // namespace Host

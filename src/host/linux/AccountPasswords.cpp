@@ -57,8 +57,8 @@ private:
 // threads: it ends its wait with SIGALRM, which any of them may get, and threads do not exclude each other.
 class CDatabaseLock {
 public:
-    CDatabaseLock() : m_file(open(LOCK_FILE, O_WRONLY | O_CREAT | O_CLOEXEC, 0600)) {
-        for (int round = 0; m_file && !m_held && round < LOCK_ROUNDS; ++round) {
+    explicit CDatabaseLock(int rounds = LOCK_ROUNDS) : m_file(open(LOCK_FILE, O_WRONLY | O_CREAT | O_CLOEXEC, 0600)) {
+        for (int round = 0; m_file && !m_held && round < rounds; ++round) {
             if (round > 0) {
                 usleep(LOCK_ROUND_US);
             }
@@ -262,8 +262,12 @@ const char* ReplacePasswordHash(const std::string& user, const std::string& hash
     return replacement.Commit() ? nullptr : "pw_mkdb";
 }
 
+bool WaitForDatabase() {
+    return !CDatabaseLock().IsBusy();
+}
+
 bool IsDatabaseBusy() {
-    return CDatabaseLock().IsBusy();
+    return CDatabaseLock(1).IsBusy();
 }
 
 } // namespace Host

@@ -124,8 +124,8 @@ public:
     ObjResult Init(unsigned short index);
 };
 
-// Each starts its thread routine below and does not wait for it; the routines run in the order of these calls, each at
-// most 30 seconds after the one before it should have ended.
+// Each starts its thread routine below and does not wait for it. The routines run in the order of these calls: each
+// waits for the one before it, but no longer than 30 seconds.
 void StartNtpServerAsync();
 void StopNtpServerAsync();
 

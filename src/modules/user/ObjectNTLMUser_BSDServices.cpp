@@ -147,6 +147,11 @@ ObjResult CUserService::Refuse(ObjResult code, const char* format) {
 }
 
 ObjResult CUserService::WaitForDatabase(const char* format) {
+    if (Host::WaitForDatabase()) {
+        return OBJ_E_NOERR;
+    }
+    // It may have been the services of this module, one behind the other: beside none of them it is another program.
+    CSectionLock accounts(AccountSection());
     return Host::IsDatabaseBusy() ? Refuse(OsResult(ETIMEDOUT), format) : ObjResult{OBJ_E_NOERR};
 }
 

@@ -41,7 +41,8 @@ protected:
     static ObjResult Refuse(ObjResult code, const char* format);
 
     // For a user who is added or deleted: the program for that would wait without an end for another one, an editor of
-    // the database for instance. The system's error for a wait that took too long, logged in the text.
+    // the database for instance. The system's error for a wait that took too long, logged in the text. What other
+    // services of the module do to the database takes as long as it takes.
     static ObjResult WaitForDatabase(const char* format);
 
     // Reads the lists of the module anew.

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <thread>
 
 #include "../../common/Hex.h"
@@ -69,7 +71,23 @@ struct TBadRecord {
 
 class BadRecord : public UserServiceTest, public testing::WithParamInterface<TBadRecord> {};
 
+// What asking for the host name fails with, while not 0.
+int s_hostNameError = 0;
+
 } // namespace
+
+extern "C" {
+int __real_gethostname(char* name, std::size_t size);
+int __wrap_gethostname(char* name, std::size_t size);
+
+int __wrap_gethostname(char* name, std::size_t size) {
+    if (s_hostNameError != 0) {
+        errno = s_hostNameError;
+        return -1;
+    }
+    return __real_gethostname(name, size);
+}
+}
 
 TEST(AccountName, MayHoldTheAlphabet) {
     for (auto* isValid : {NTLMUser::IsValidUsername, NTLMUser::IsValidGroupname}) {
@@ -118,6 +136,39 @@ TEST_F(UserServiceTest, AnotherProgramThatHoldsTheDatabaseIsWaitedForOnlySoLongA
 
     close(file);
     EXPECT_EQ(Run(DELETE_USER, s_deleteAlice), s_success);
+}
+
+TEST_F(UserServiceTest, AnotherServiceThatHoldsTheDatabaseIsWaitedForAsLongAsItTakes) {
+    // The group is added by a program that has the database locked for longer than another program is waited for.
+    const int file = open("/etc/.pwd.lock", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+
+    struct flock whole {};
+
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    ASSERT_EQ(fcntl(file, F_OFD_SETLK, &whole), 0);
+    WriteText("/tmp/at-work", "");
+    m_standIns.Add("/usr/sbin/pw", 0, "while [ -e /tmp/at-work ]; do sleep 0.05; done");
+    std::thread adding([&] { EXPECT_EQ(Run(ADD_GROUP, s_group), s_success); });
+    m_standIns.WaitForCalls(1);
+    std::thread deleting([&] { EXPECT_EQ(Run(DELETE_USER, s_deleteAlice), s_success); });
+    std::this_thread::sleep_for(std::chrono::seconds(8));
+    close(file);
+    unlink("/tmp/at-work");
+    adding.join();
+    deleting.join();
+    EXPECT_THAT(m_standIns.Calls(), ElementsAre(Call{"/usr/sbin/pw", "group", "add", "panels"},
+                                                Call{"/usr/sbin/pw", "user", "del", "alice"}));
+}
+
+TEST_F(UserServiceTest, HostNameThatCannotBeReadIsNoLocalDomain) {
+    s_hostNameError = EFAULT;
+    EXPECT_FALSE(NTLMUser::IsLocalDomain("IPC-4711"));
+    EXPECT_THAT(m_log.TakeLines(), ElementsAre("Warning: IsLocalDomain: Could not read hostname."));
+    EXPECT_TRUE(NTLMUser::IsLocalDomain(""));
+    EXPECT_THAT(m_log.TakeLines(), IsEmpty());
+    s_hostNameError = 0;
+    EXPECT_TRUE(NTLMUser::IsLocalDomain("IPC-4711"));
 }
 
 TEST_F(UserServiceTest, DomainIsLocalWhenItIsEmptyOrTheHostName) {
