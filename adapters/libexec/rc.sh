@@ -86,10 +86,10 @@ pids_of() {
     printf '%s' "${found# }"
 }
 
-# alive PID...: prints those that still run.
+# alive PID...: prints those that still run. A dead one that its parent has not asked after has no program any more.
 alive() {
     for pid do
-        ! kill -0 "$pid" 2>/dev/null || printf '%s ' "$pid"
+        ! readlink "/proc/$pid/exe" >/dev/null || printf '%s ' "$pid"
     done
 }
 

@@ -3,6 +3,7 @@
 // say nothing, descriptors and memory short, devices that go, a log daemon that hangs, stops and kills of the service.
 // scripts/soak runs it for long; the suite for a few seconds. At its end it tells what was done and what held.
 
+#include <sys/prctl.h>
 #include <sys/resource.h>
 
 #include <array>
@@ -133,6 +134,9 @@ protected:
     using Random = std::mt19937_64;
 
     void SetUp() override {
+        // Daemons that the service starts are the machine's to reap: whoever stops them would wait for ever for dead
+        // children of this test.
+        prctl(PR_SET_CHILD_SUBREAPER, 0);
         // The C library frees what it knows of the zone under a lock that the thread sanitizer does not see.
         setenv("TSAN_OPTIONS", "ignore_noninstrumented_modules=1", 1);
         fs::create_directories("/usr/local/bin");
