@@ -1,5 +1,7 @@
 #include "Commands.h"
 
+#include <strings.h>
+
 #include "Table.h"
 #include "Text.h"
 #include "TimeModule.h"
@@ -8,6 +10,11 @@ namespace MdpCommand {
 namespace {
 
 constexpr const char* s_off = "off";
+
+// The machine's own word for no server is no name of one either, in whatever case.
+bool IsOff(const std::string& server) {
+    return server == s_off || strcasecmp(server.c_str(), TimeModule::NoServer) == 0;
+}
 
 class NtpCommand : public Command {
 public:
@@ -28,7 +35,7 @@ public:
         if (!TimeModule::IsServerName(m_server)) {
             return context.Fail(ExitUsage, "\"" + m_server + "\" is no name or address of a server");
         }
-        if (m_server == s_off && m_refresh != 0) {
+        if (IsOff(m_server) && m_refresh != 0) {
             return context.Fail(ExitUsage, "without a server there is no --refresh");
         }
         const auto module = TimeModule::Find(context.client);
@@ -37,7 +44,7 @@ public:
         }
         if (!m_server.empty()) {
             const auto result =
-                module->WriteText(TimeModule::SubNtpServer, m_server == s_off ? TimeModule::NoServer : m_server);
+                module->WriteText(TimeModule::SubNtpServer, IsOff(m_server) ? TimeModule::NoServer : m_server);
             if (!result) {
                 return context.Fail(result.Error(), m_server);
             }
@@ -67,7 +74,7 @@ private:
             return context.Fail(server ? refresh.Error() : server.Error(), "reading the settings");
         }
         const bool isOn = !server->empty();
-        if (!isOn && !m_server.empty() && m_server != s_off) {
+        if (!isOn && !m_server.empty() && !IsOff(m_server)) {
             return context.Fail(
                 ExitObject,
                 "the machine has no place for the server: its /etc/ntp.conf has no line that begins with pool");

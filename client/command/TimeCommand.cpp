@@ -45,7 +45,9 @@ std::optional<std::string> ServiceForm(const std::string& text) {
     return time.substr(0, DATE) + "T" + time.substr(DATE + 1) + ".0" + offset;
 }
 
-// What the machine keeps seconds since 1970 in; it tells of no clock behind it, though it could be set.
+// What the machine takes: years from this one on, and no second behind what it keeps seconds since 1970 in, because it
+// tells of no such clock though it could be set.
+constexpr const char* s_firstYear = "1980";
 constexpr std::int64_t s_lastSecond = 0xFFFFFFFF;
 
 // Seconds since 1970 of a time in the service's form; nothing for one that no calendar or clock has.
@@ -87,8 +89,9 @@ public:
             if (!seconds) {
                 return context.Fail(ExitUsage, m_text + ": there is no such day or time of day");
             }
-            if (*seconds < 0 || *seconds > s_lastSecond) {
-                return context.Fail(ExitUsage, m_text + ": the machine takes times up to 2106-02-07T06:28:15Z");
+            if (time->compare(0, 4, s_firstYear) < 0 || *seconds > s_lastSecond) {
+                return context.Fail(ExitUsage,
+                                    m_text + ": the machine takes times from 1980 up to 2106-02-07T06:28:15Z");
             }
         }
         const auto module = TimeModule::Find(context.client);

@@ -100,12 +100,15 @@ TEST_F(TimeCommands, TimeSetRefusesWhatIsNoTimeWithAnOffset) {
 TEST_F(TimeCommands, TimeSetTakesTheSecondsThatTheMachineCanTell) {
     EXPECT_EQ(Run({"time", "set", "2106-02-07T06:28:15Z"}).status, 0);
     EXPECT_EQ(Run({"time", "set", "2106-02-07T07:28:15+01:00"}).status, 0);
+    EXPECT_EQ(Run({"time", "set", "1980-01-01T00:00:00+01:00"}).status, 0);
     m_machine.writes.clear();
-    for (const char* text : {"2106-02-07T06:28:16Z", "2106-02-07T06:28:15-00:01", "2107-01-01T00:00:00Z",
-                             "9999-12-31T23:59:59Z", "1969-12-31T23:59:59Z", "1970-01-01T00:59:59+01:00"}) {
+    for (const char* text :
+         {"2106-02-07T06:28:16Z", "2106-02-07T06:28:15-00:01", "2107-01-01T00:00:00Z", "9999-12-31T23:59:59Z",
+          "1979-12-31T23:59:59Z", "1979-12-31T23:59:59-01:00", "1969-12-31T23:59:59Z", "0000-01-01T00:00:00Z"}) {
         const Ran ran = Run({"time", "set", text});
         EXPECT_EQ(ran.status, 2) << text;
-        EXPECT_EQ(ran.err, "mdp: " + std::string(text) + ": the machine takes times up to 2106-02-07T06:28:15Z\n");
+        EXPECT_EQ(ran.err,
+                  "mdp: " + std::string(text) + ": the machine takes times from 1980 up to 2106-02-07T06:28:15Z\n");
     }
     EXPECT_THAT(m_machine.writes, IsEmpty());
 }
@@ -221,8 +224,13 @@ TEST_F(TimeCommands, NtpSetWritesTheServerAndThenTheRefresh) {
 }
 
 TEST_F(TimeCommands, NtpSetOffWantsNoServer) {
-    EXPECT_EQ(Run({"ntp", "set", "off"}).status, 0);
-    EXPECT_THAT(m_machine.writes, ElementsAre(Written{s_settings, 1, Text("NOSYNC")}));
+    Setting(1).value = {};
+    for (const char* word : {"off", "NOSYNC", "NoSync"}) {
+        m_machine.writes.clear();
+        const Ran ran = Run({"ntp", "set", word});
+        EXPECT_EQ(ran.status, 0) << word << ran.err;
+        EXPECT_THAT(m_machine.writes, ElementsAre(Written{s_settings, 1, Text("NOSYNC")})) << word;
+    }
 }
 
 TEST_F(TimeCommands, NtpRefusesWhatTheServiceWouldStopTheDaemonFor) {
@@ -231,6 +239,7 @@ TEST_F(TimeCommands, NtpRefusesWhatTheServiceWouldStopTheDaemonFor) {
              {"ntp", "set", "a b"},
              {"ntp", "set", "a/b"},
              {"ntp", "set", "off", "--refresh", "64"},
+             {"ntp", "set", "nosync", "--refresh", "64"},
              {"ntp", "--refresh", "15"},
              {"ntp", "--refresh", "4294967296"},
              {"ntp", "--refresh", "x"},
