@@ -44,6 +44,16 @@ clock_rate() { # MHz of the processor
     sysctl -n hw.clockrate
 }
 
+# Fans are the board's own there.
+fans() {
+    echo 0
+}
+
+# How many drives there are, ATA and NVMe.
+drives() {
+    find /dev -maxdepth 1 | grep -c -E '/(ada|nvme)[0-9]+$'
+}
+
 service_start() {
     service sylvarin onestart
 }

@@ -57,6 +57,19 @@ clock_rate() { # MHz of the processor
     "$prefix/libexec/sylvarin/adapters/sbin/sysctl" -n hw.clockrate
 }
 
+# How many fans the kernel knows.
+fans() {
+    cat /sys/class/hwmon/hwmon*/fan*_input 2>/dev/null | grep -c .
+}
+
+# How many drives there are, ATA and NVMe.
+drives() {
+    {
+        grep -l '^ATA' /sys/block/sd*/device/vendor
+        ls -d /sys/class/nvme/nvme*
+    } 2>/dev/null | grep -c .
+}
+
 service_start() {
     if [ -d /run/systemd/system ]; then
         systemctl start sylvarin
