@@ -26,7 +26,7 @@ bool HasForm(std::string_view text, std::string_view form) {
 std::optional<std::string> ServiceForm(const std::string& text) {
     constexpr std::size_t DATE = 10;
     constexpr std::size_t SECOND = 19;
-    const std::string time = text.substr(0, SECOND);
+    std::string time = text.substr(0, SECOND);
     std::string offset = text.substr(time.size());
     if (offset.starts_with('.')) {
         const std::size_t end = std::min(offset.find_first_not_of("0123456789", 1), offset.size());
@@ -42,7 +42,8 @@ std::optional<std::string> ServiceForm(const std::string& text) {
         !(HasForm(offset, "+00:00") || HasForm(offset, "-00:00"))) {
         return std::nullopt;
     }
-    return time.substr(0, DATE) + "T" + time.substr(DATE + 1) + ".0" + offset;
+    time[DATE] = 'T';
+    return time.append(".0").append(offset);
 }
 
 // What the machine takes: years from this one on, and no second behind what it keeps seconds since 1970 in, because it
