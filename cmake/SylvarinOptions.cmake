@@ -29,6 +29,11 @@ if(SYLVARIN_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
 endif()
 
+if(CMAKE_SYSTEM_NAME STREQUAL "FreeBSD")
+    # clang 14 loses what FreeBSD's va_list is in a precompiled header.
+    set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
+endif()
+
 # sylvarin_quick_to_build(TARGET): for code that takes longer to compile than all that it will do. What most of its files
 # include is compiled once, and a build with sanitizers does not optimise it.
 function(sylvarin_quick_to_build TARGET)
