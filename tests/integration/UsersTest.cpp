@@ -146,7 +146,7 @@ class COtherHolder {
 public:
     COtherHolder() {
         int ready[2];
-        EXPECT_EQ(pipe(ready), 0);
+        EXPECT_EQ(pipe2(ready, O_CLOEXEC), 0);
         m_child = fork();
         if (m_child == 0) {
             const char answer = lckpwdf() == 0 ? 'y' : 'n';

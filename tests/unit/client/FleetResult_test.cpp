@@ -1,5 +1,6 @@
 #include "FleetResult.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -51,7 +52,7 @@ std::string Summary(const std::vector<MachineResult>& results) {
 std::vector<std::pair<ReportKind, std::string>> Told(const std::function<void(const Report&)>& tell,
                                                      std::size_t piece) {
     int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     tell(Report(ends[1]));
     close(ends[1]);
     std::vector<std::pair<ReportKind, std::string>> told;
@@ -234,7 +235,7 @@ TEST(ReportTest, OutputIsToldWhenItIsFlushed) {
 
 TEST(ReportTest, OutputFailsWhenNobodyListens) {
     int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);
     const auto former = std::signal(SIGPIPE, SIG_IGN);
     const Report report(ends[1]);
