@@ -292,12 +292,6 @@ void Serve() {
 
 } // namespace
 
-PipeCommunication::~PipeCommunication() {
-    if (m_isClosed) {
-        unlink(SOCKET_PATH);
-    }
-}
-
 ObjResult PipeCommunication::Init() {
     try {
         m_receiver = std::thread(Receiver);
@@ -377,7 +371,7 @@ void PipeCommunication::Close() {
     }
     close(waker);
     EndReceiver();
-    m_isClosed = true;
+    unlink(SOCKET_PATH);
 }
 
 } // namespace Hesperd

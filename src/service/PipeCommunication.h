@@ -14,13 +14,6 @@ namespace Hesperd {
 // the service goes on with what it has, and ends connections that say nothing.
 class PipeCommunication {
 public:
-    PipeCommunication() = default;
-    // Removes the socket file of one that was closed. To be the last that happens before the next service may start:
-    // who waits for the file to go starts one at once.
-    ~PipeCommunication();
-    PipeCommunication(const PipeCommunication&) = delete;
-    PipeCommunication& operator=(const PipeCommunication&) = delete;
-
     // Starts the receiver. A second call while it runs ends the process. Returns 0.
     ObjResult Init();
 
@@ -34,7 +27,7 @@ public:
     // Whether the receiver has no socket that works, so that nobody can be served any more.
     static bool IsBroken();
 
-    // Ends the receiver. What is being served is not waited for.
+    // Ends the receiver and removes the socket file. What is being served is not waited for.
     void Close();
 
     // Serves one connection; closes the socket.
@@ -49,7 +42,6 @@ private:
     static void Receiver();
 
     std::thread m_receiver;
-    bool m_isClosed = false;
 };
 
 } // namespace Hesperd

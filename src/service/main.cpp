@@ -54,9 +54,9 @@ int RunService(int argc, char** argv) {
     if (!daemon.Start(doFork)) {
         return EXIT_NOT_STARTED;
     }
-    Hesperd::PipeCommunication pipe; // ends behind the modules, whose end may take its time
     Hesperd::CMdp mdp;
     mdp.Create();
+    Hesperd::PipeCommunication pipe;
     pipe.Init();
     g_pLogger->LogMsg(LOG_SEVERITY_INFO, "Sylvarin started.");
     while (!CSignals::SignalTerminateState() && !pipe.IsBroken()) {

@@ -280,22 +280,6 @@ TEST_F(LifecycleTest, AStopRemovesThePidFileAndTheSocket) {
     EXPECT_FALSE(CanConnect());
 }
 
-TEST_F(LifecycleTest, AStartBehindTheEndOfTheSocketIsNotTooEarly) {
-    auto service = std::make_unique<ServiceUnderTest>();
-    ASSERT_TRUE(service->WaitUntilAnswering()) << service->Output();
-    for (int round = 0; round < 3; ++round) {
-        service->Signal(SIGTERM);
-        while (fs::exists(WireClient::Path)) {
-        }
-        auto next = std::make_unique<ServiceUnderTest>();
-        EXPECT_TRUE(next->WaitUntilAnswering()) << next->Output();
-        EXPECT_EQ(service->WaitForEnd().exitStatus, 0);
-        service = std::move(next);
-    }
-    EXPECT_EQ(service->Stop().exitStatus, 0);
-    EXPECT_EQ(m_log.Count("Info: Sylvarin is already running!"), 0U);
-}
-
 TEST_F(LifecycleTest, AStopInTheMiddleOfACommandOfTheShellLeavesNoFile) {
     std::ofstream(SYLVARIN_ADAPTERS "/sbin/route")
         << "#!/bin/sh\n: >/tmp/held\nwhile [ ! -e /tmp/go ]; do sleep 0.01; done\n";
